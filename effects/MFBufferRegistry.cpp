@@ -1,0 +1,24 @@
+#include "effects/MFBufferRegistry.h"
+
+#include <cstring>
+
+void MFBufferRegistry::remove(const float* data) {
+    for (auto it = entries.begin(); it != entries.end(); ++it) {
+        if (it->data == data) {
+            entries.erase(it);
+            return;
+        }
+    }
+}
+
+void MFBufferRegistry::clearAll() {
+    for (const Entry& e : entries)
+        std::memset(e.data, 0, e.bytes);
+}
+
+std::size_t MFBufferRegistry::totalBytes() const {
+    std::size_t total = 0;
+    for (const Entry& e : entries)
+        total += e.bytes;
+    return total;
+}

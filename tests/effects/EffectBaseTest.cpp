@@ -1,0 +1,201 @@
+#include "effects/MFAlignedArray.h"
+#include "effects/MFBufferRegistry.h"
+#include "effects/MFDivisionSet.h"
+#include "effects/MFDsp.h"
+#include "effects/MFEffect.h"
+#include "effects/MFSineTable.h"
+#include "effects/MFSystemInfo.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+struct Context {
+    MFBufferRegistry registry;
+    std::vector<MFBPMChangeInterface*> listeners;
+    MFSystemInfo info{registry, listeners};
+    Context() {
+        info.setControlBlockSize(64);
+        info.setSampleRate(44100.0f);
+    }
+};
+
+TEST(SystemInfo, DerivesFromRateAndRejectsRatesOutsideRange) {
+    Context c;
+    EXPECT_FLOAT_EQ(c.info.samplesPerBeat, 22050.0f);
+    EXPECT_FLOAT_EQ(c.info.ticksPerMs, 44100.0f / 64.0f * 0.001f);
+    EXPECT_FLOAT_EQ(c.info.tableStepTime, 1024.0f / 44100.0f);
+
+    EXPECT_FALSE(c.info.setSampleRate(200000.0f));
+    EXPECT_FALSE(c.info.setSampleRate(8000.0f));
+    EXPECT_FALSE(c.info.setSampleRate(176000.5f));
+    EXPECT_FLOAT_EQ(c.info.sampleRate, 44100.0f);
+    EXPECT_FLOAT_EQ(c.info.samplesPerMs, 44.1f);
+
+    EXPECT_TRUE(c.info.setSampleRate(176000.0f));
+    EXPECT_TRUE(c.info.setSampleRate(11050.0f));
+    EXPECT_FLOAT_EQ(c.info.rateRatio, 11050.0f / 44100.0f);
+}
+
+TEST(SystemInfo, TempoIsClampedBelowAndIgnoredAtTheCeiling) {
+    Context c;
+    c.info.setTempo(30.0);
+    EXPECT_DOUBLE_EQ(c.info.tempo, 45.0);
+    c.info.setTempo(140.0);
+    EXPECT_DOUBLE_EQ(c.info.tempo, 140.0);
+    EXPECT_NEAR(c.info.samplesPerBeat, 44100.0 * 60.0 / 140.0, 0.01);
+    c.info.setTempo(500.0);
+    EXPECT_DOUBLE_EQ(c.info.tempo, 140.0);
+    c.info.setTempo(499.0);
+    EXPECT_DOUBLE_EQ(c.info.tempo, 499.0);
+}
+
+TEST(AlignedArray, GrowsKeepsContentsNeverShrinksAndTracksTheRegistry) {
+    MFBufferRegistry registry;
+    {
+        MFAlignedArray a(&registry);
+        a.setSize(100);
+        ASSERT_EQ(registry.blocks().size(), 1u);
+        EXPECT_EQ(registry.blocks()[0].bytes, 400u);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(a.data()) % 16, 0u);
+        for (uint32_t i = 0; i < 100; ++i)
+            a[i] = float(i);
+
+        const float* before = a.data();
+        a.setSize(10);
+        a.setSize(100);
+        EXPECT_EQ(a.data(), before) << "shrinking and growing within capacity must not move";
+        EXPECT_EQ(a[99], 99.0f);
+
+        a.setSize(300);
+        EXPECT_EQ(a.getCapacity(), 300u);
+        EXPECT_EQ(a[99], 99.0f);
+        EXPECT_EQ(a[100], 0.0f);
+        EXPECT_EQ(a[299], 0.0f);
+        ASSERT_EQ(registry.blocks().size(), 1u);
+        EXPECT_EQ(registry.blocks()[0].data, a.data());
+        EXPECT_EQ(registry.blocks()[0].bytes, 1200u);
+
+        registry.clearAll();
+        EXPECT_EQ(a[99], 0.0f);
+    }
+    EXPECT_TRUE(registry.blocks().empty());
+    registry.remove(nullptr); // an address that is not listed changes nothing
+}
+
+TEST(DivisionSet, RowsFromNormalisedValuesAndVariants) {
+    const MFDivisionSet& notes = MFDivisionSet::noteValues();
+    const MFDivisionTable& full = notes.table(MFDivisionSet::full);
+    ASSERT_EQ(full.count, 16);
+    EXPECT_STREQ(full.entryFor(1.0f).name, "bar");
+    EXPECT_STREQ(full.entryFor(0.0f).name, "1\\128T");
+    // v = 0.5 -> truncate(0.5 * 15 + 0.5) = 8
+    EXPECT_STREQ(full.entryFor(0.5f).name, "1\\16");
+
+    const MFDivisionTable& straight = notes.table(MFDivisionSet::straight);
+    EXPECT_EQ(straight.count, 8);
+    EXPECT_STREQ(straight.entryFor(0.0f).name, "1\\128");
+    EXPECT_EQ(notes.table(MFDivisionSet::straightTriplet).count, 16);
+    EXPECT_EQ(notes.table(MFDivisionSet::straightDotted).count, 8);
+
+    const MFDivisionSet& bars = MFDivisionSet::bars();
+    EXPECT_EQ(bars.table(0).count, 16);
+    EXPECT_STREQ(bars.table(0).entries[6].name, "3//4 bar");
+    // "Off", 4, 3, 2 bars and 1.5 bars hold no straight value but 1 and the fractions do; six of the fractions are dotted.
+    EXPECT_EQ(bars.table(MFDivisionSet::straight).count, 6);
+    EXPECT_EQ(bars.table(MFDivisionSet::straightDotted).count, 12);
+    EXPECT_EQ(MFDivisionSet::shortValues().table(0).count, 10);
+
+    EXPECT_EQ(MFDivisionTable::samplesFor(0.25f, 22050.0f), 22050);
+    EXPECT_EQ(MFDivisionTable::samplesFor(0.0833333f, 22050.0f), 7349);
+}
+
+TEST(SineTable, MatchesTheRuleAndInterpolates) {
+    const MFSineTable& t = MFSineTable::instance();
+    EXPECT_EQ(t.sine[0], 0.0f);
+    EXPECT_NEAR(t.sine[256], 1.0f, 1e-6f);
+    EXPECT_NEAR(t.sine[1024], 0.0f, 1e-6f);
+    for (float p = 0.0f; p < 1.0f; p += 0.01f)
+        EXPECT_NEAR(t.read(p), std::sin(6.2831853f * p), 2e-5f) << "phase " << p;
+}
+
+TEST(DspIdioms, ParabolaSineIsCloseToSine) {
+    for (float x = -3.14159f; x <= 3.14159f; x += 0.05f)
+        EXPECT_NEAR(mfdsp::parabolaSine(x), std::sin(x), 1.2e-3f) << x;
+}
+
+TEST(DspIdioms, MixRampSnapsWithItsAsymmetricBounds) {
+    mfdsp::MFMixRamp ramp;
+    ramp.current = 0.5f;
+    ramp.tick(0.5f + 6.0e-7f, 0.015625f); // step 9.4e-9: below the upper bound, snaps
+    EXPECT_EQ(ramp.step, 0.0f);
+    EXPECT_EQ(ramp.current, 0.5f + 6.0e-7f);
+    ramp.current = 0.5f;
+    ramp.tick(0.5f - 6.0e-7f, 0.015625f); // step -9.4e-9: inside the wider lower bound, snaps
+    EXPECT_EQ(ramp.step, 0.0f);
+    ramp.current = 0.5f;
+    ramp.tick(0.5f - 3.0e-6f, 0.015625f); // step -4.7e-8: still snaps on the negative side
+    EXPECT_EQ(ramp.step, 0.0f);
+    ramp.current = 0.5f;
+    ramp.tick(0.5f + 3.0e-6f, 0.015625f); // +4.7e-8 is a real ramp
+    EXPECT_GT(ramp.step, 0.0f);
+}
+
+TEST(DspIdioms, EqualPowerWalkReachesTheTargetGains) {
+    mfdsp::MFMixRamp ramp;
+    ramp.tick(1.0f, 0.015625f);
+    mfdsp::MFEqualPowerWalk walk;
+    walk.begin(ramp, 64);
+    EXPECT_FLOAT_EQ(ramp.current, 1.0f);
+    for (int i = 0; i < 64; ++i)
+        walk.advance();
+    // After n of n + 1 steps the gains are one step short of sqrt(1) and sqrt(0).
+    EXPECT_NEAR(walk.wet, 64.0f / 65.0f, 1e-5f);
+    EXPECT_NEAR(walk.dry, 1.0f / 65.0f, 1e-5f);
+}
+
+TEST(DspIdioms, FractionalReadInterpolatesLinearly) {
+    const float b[] = {0.0f, 1.0f, 3.0f};
+    EXPECT_FLOAT_EQ(mfdsp::fractionalRead(b, 0.5f), 0.5f);
+    EXPECT_FLOAT_EQ(mfdsp::fractionalRead(b, 1.25f), 1.5f);
+}
+
+class CountingEffect : public MFEffect {
+public:
+    explicit CountingEffect(MFSystemInfo& c) : MFEffect(1, c, 2, &MFDivisionSet::noteValues()) {}
+    void setParameter(int32_t index, float value) override {
+        MFEffect::setParameter(index, value);
+        ++applied;
+    }
+    int applied = 0;
+};
+
+TEST(Effect, BaseDefaultsNamesAndDivisionReapply) {
+    Context c;
+    CountingEffect e(c.info);
+    char text[64];
+    e.getParameterName(2, text);
+    EXPECT_STREQ(text, "unused");
+    e.getParameterName(0, text);
+    EXPECT_STREQ(text, "no name set");
+    EXPECT_EQ(e.getParameterDefault(5), 0.0f);
+    EXPECT_EQ(e.getParameterDefault(1), 0.5f);
+    EXPECT_EQ(e.isEnabled(), 0);
+    EXPECT_EQ(e.gateOn(), 1);
+    EXPECT_FLOAT_EQ(e.getMix(), 0.5f);
+    e.getParameterDisplay(0, 0.25f, text);
+    EXPECT_STREQ(text, "0.250000");
+
+    e.setParameter(0, 0.3f);
+    e.setParameter(1, 0.7f);
+    e.applied = 0;
+    e.setDivisionSet(MFDivisionSet::straight);
+    EXPECT_EQ(e.applied, 2);
+    EXPECT_FLOAT_EQ(e.getParameterValue(0), 0.3f);
+    EXPECT_FLOAT_EQ(e.getParameterValue(1), 0.7f);
+}
+
+} // namespace

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+// Measurements that audio tests compare against tolerances.
+namespace signal {
+
+float peak(const float* x, std::size_t n);
+double rms(const float* x, std::size_t n);
+bool allFinite(const float* x, std::size_t n);
+// Count of non-zero samples whose magnitude lies below FLT_MIN (denormals).
+std::size_t denormalCount(const float* x, std::size_t n);
+// Magnitude of one frequency component (Goertzel), normalised so that a
+// full-scale sine at that frequency reads about 1.
+double toneMagnitude(const float* x, std::size_t n, double frequency, double sampleRate);
+// Frequency of the largest spectral peak between lo and hi, searched in steps of resolution Hz.
+double dominantFrequency(const float* x, std::size_t n, double sampleRate, double lo, double hi,
+                         double resolution);
+std::vector<float> sine(double frequency, double sampleRate, std::size_t n, float amplitude = 1.0f);
+// White noise in -1..1 from a fixed seed, so tests are repeatable.
+std::vector<float> noise(std::size_t n, unsigned seed = 1);
+
+} // namespace signal

@@ -11,8 +11,9 @@ constexpr std::size_t alignment = 16;
 
 float* allocateSamples(uint32_t count, bool aligned) {
     const std::size_t bytes = std::size_t(count) * sizeof(float);
-    void* p = aligned ? std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment)
-                      : std::malloc(bytes);
+    void* p = aligned
+                  ? std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment)
+                  : std::malloc(bytes);
     if (!p)
         throw std::bad_alloc();
     return static_cast<float*>(p);
@@ -21,7 +22,9 @@ float* allocateSamples(uint32_t count, bool aligned) {
 
 MFAlignedArray::MFAlignedArray(MFBufferRegistry* r, bool a) : registry(r), aligned(a) {}
 
-MFAlignedArray::~MFAlignedArray() { release(); }
+MFAlignedArray::~MFAlignedArray() {
+    release();
+}
 
 void MFAlignedArray::release() {
     if (!block)

@@ -32,7 +32,9 @@ void MFEffect::setParameter(int32_t index, float value) {
 }
 
 void MFEffect::setOption(int32_t, int32_t) {}
-int32_t MFEffect::getOption(int32_t) { return 0; }
+int32_t MFEffect::getOption(int32_t) {
+    return 0;
+}
 
 void MFEffect::getParameterName(int32_t index, char* text) {
     if (!validIndex(index)) {
@@ -45,9 +47,13 @@ void MFEffect::getParameterName(int32_t index, char* text) {
 void MFEffect::reset() {}
 void MFEffect::controlTick() {}
 void MFEffect::updateBuffers(bool) {}
-int32_t MFEffect::gateOn() { return 1; }
+int32_t MFEffect::gateOn() {
+    return 1;
+}
 void MFEffect::gateOff() {}
-int32_t MFEffect::isEnabled() { return 0; }
+int32_t MFEffect::isEnabled() {
+    return 0;
+}
 
 void MFEffect::setMix(float value) {
     mix = value;
@@ -59,14 +65,20 @@ float MFEffect::getParameterDefault(int32_t index) {
     return validIndex(index) ? parameterDefaults[index] : 0.0f;
 }
 
-int32_t MFEffect::canChange() { return 1; }
-void MFEffect::setRegistry(MFBufferRegistry* r) { registry = r; }
+int32_t MFEffect::canChange() {
+    return 1;
+}
+void MFEffect::setRegistry(MFBufferRegistry* r) {
+    registry = r;
+}
 
 void MFEffect::getParameterDisplay(int32_t, float value, char* text) {
     std::snprintf(text, 64, "%f", double(value));
 }
 
-bool MFEffect::isBipolar(int32_t) { return false; }
+bool MFEffect::isBipolar(int32_t) {
+    return false;
+}
 
 void MFEffect::setDivisionSet(int32_t index) {
     divisionSetIndex = index;
@@ -75,7 +87,9 @@ void MFEffect::setDivisionSet(int32_t index) {
 }
 
 void MFEffect::fillOptions(int32_t, MFOptionMenuInterface&) {}
-float MFEffect::getParameterSteps(int32_t) { return 0.0f; }
+float MFEffect::getParameterSteps(int32_t) {
+    return 0.0f;
+}
 
 float MFEffect::getParameterValue(int32_t index) const {
     return validIndex(index) ? float(parameters[index]) : 0.0f;
@@ -103,7 +117,9 @@ void MFEffect::applyDefaults() {
         setParameter(i, parameterDefaults[i]);
 }
 
-void MFEffect::listenToTempo(MFBPMChangeInterface* listener) { context.addTempoListener(listener); }
+void MFEffect::listenToTempo(MFBPMChangeInterface* listener) {
+    context.addTempoListener(listener);
+}
 
 void MFEffect::stopListeningToTempo(MFBPMChangeInterface* listener) {
     context.removeTempoListener(listener);

@@ -104,7 +104,8 @@ TEST(DivisionSet, RowsFromNormalisedValuesAndVariants) {
     const MFDivisionSet& bars = MFDivisionSet::bars();
     EXPECT_EQ(bars.table(0).count, 16);
     EXPECT_STREQ(bars.table(0).entries[6].name, "3//4 bar");
-    // "Off", 4, 3, 2 bars and 1.5 bars hold no straight value but 1 and the fractions do; six of the fractions are dotted.
+    // "Off", 4, 3, 2 bars and 1.5 bars hold no straight value but 1 and the fractions do; six of
+    // the fractions are dotted.
     EXPECT_EQ(bars.table(MFDivisionSet::straight).count, 6);
     EXPECT_EQ(bars.table(MFDivisionSet::straightDotted).count, 12);
     EXPECT_EQ(MFDivisionSet::shortValues().table(0).count, 10);
@@ -196,6 +197,40 @@ TEST(Effect, BaseDefaultsNamesAndDivisionReapply) {
     EXPECT_EQ(e.applied, 2);
     EXPECT_FLOAT_EQ(e.getParameterValue(0), 0.3f);
     EXPECT_FLOAT_EQ(e.getParameterValue(1), 0.7f);
+}
+
+} // namespace
+
+#include "support/EffectHarness.h"
+
+namespace {
+
+class RunRecorder : public MFEffect {
+public:
+    explicit RunRecorder(MFSystemInfo& c) : MFEffect(2, c, 1) {}
+    void process(float*, float*, int32_t count) override {
+        runs.push_back(count);
+        samples += count;
+    }
+    void controlTick() override { tickAt.push_back(samples); }
+    std::vector<int32_t> runs;
+    std::vector<int64_t> tickAt;
+    int64_t samples = 0;
+};
+
+TEST(EffectHarness, TicksEvery64SamplesWhateverTheRuns) {
+    TestContext c;
+    RunRecorder e(c.info);
+    EffectDriver d(e, -1);
+    d.setRunPattern({1, 7, 100, 3});
+    std::vector<float> l(1000), r(1000);
+    d.run(l, r);
+    EXPECT_EQ(e.samples, 1000);
+    ASSERT_EQ(e.tickAt.size(), 16u);
+    for (std::size_t k = 0; k < e.tickAt.size(); ++k)
+        EXPECT_EQ(e.tickAt[k], int64_t(k) * 64);
+    for (int32_t n : e.runs)
+        EXPECT_LE(n, 64);
 }
 
 } // namespace

@@ -21,9 +21,15 @@ inline void note() {
 }
 } // namespace
 
-AllocationCounter::AllocationCounter() : startCount(allocations) { ++openScopes; }
-AllocationCounter::~AllocationCounter() { --openScopes; }
-std::size_t AllocationCounter::count() const { return allocations - startCount; }
+AllocationCounter::AllocationCounter() : startCount(allocations) {
+    ++openScopes;
+}
+AllocationCounter::~AllocationCounter() {
+    --openScopes;
+}
+std::size_t AllocationCounter::count() const {
+    return allocations - startCount;
+}
 
 extern "C" {
 void* malloc(std::size_t n) {
@@ -47,7 +53,9 @@ int posix_memalign(void** out, std::size_t alignment, std::size_t n) {
     *out = __libc_memalign(alignment, n);
     return *out ? 0 : 12;
 }
-void free(void* p) { __libc_free(p); }
+void free(void* p) {
+    __libc_free(p);
+}
 }
 
 void* operator new(std::size_t n) {
@@ -56,19 +64,39 @@ void* operator new(std::size_t n) {
         return p;
     throw std::bad_alloc();
 }
-void* operator new[](std::size_t n) { return operator new(n); }
+void* operator new[](std::size_t n) {
+    return operator new(n);
+}
 void* operator new(std::size_t n, std::align_val_t a) {
     note();
     if (void* p = __libc_memalign(std::size_t(a), n ? n : 1))
         return p;
     throw std::bad_alloc();
 }
-void* operator new[](std::size_t n, std::align_val_t a) { return operator new(n, a); }
-void operator delete(void* p) noexcept { __libc_free(p); }
-void operator delete[](void* p) noexcept { __libc_free(p); }
-void operator delete(void* p, std::size_t) noexcept { __libc_free(p); }
-void operator delete[](void* p, std::size_t) noexcept { __libc_free(p); }
-void operator delete(void* p, std::align_val_t) noexcept { __libc_free(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { __libc_free(p); }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept { __libc_free(p); }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { __libc_free(p); }
+void* operator new[](std::size_t n, std::align_val_t a) {
+    return operator new(n, a);
+}
+void operator delete(void* p) noexcept {
+    __libc_free(p);
+}
+void operator delete[](void* p) noexcept {
+    __libc_free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    __libc_free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept {
+    __libc_free(p);
+}
+void operator delete(void* p, std::align_val_t) noexcept {
+    __libc_free(p);
+}
+void operator delete[](void* p, std::align_val_t) noexcept {
+    __libc_free(p);
+}
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept {
+    __libc_free(p);
+}
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept {
+    __libc_free(p);
+}

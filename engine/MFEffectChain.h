@@ -1,0 +1,41 @@
+#pragma once
+
+#include "effects/MFEffect.h"
+#include "effects/MFSystemInfo.h"
+
+#include <cstdint>
+
+// The fifteen effects in chain order. All stages run in series on the same two
+// buffers; stage 6 runs exactly one of its two alternatives, by the "Switch" value.
+class MFEffectChain {
+public:
+    explicit MFEffectChain(MFSystemInfo& context);
+
+    // The alternative at stage 6: 0 the vinyl, 1 the tape stop, anything else neither.
+    MFEffect* stageSix(float switchValue);
+
+    void run(float* left, float* right, int32_t count, float switchValue);
+
+    // Every effect in chain order, both stage-6 alternatives included.
+    MFEffect* const* all() { return order; }
+    static constexpr int size = 15;
+
+    MFEffect xLoop;
+    MFEffect loop;
+    MFEffect scratchLoop;
+    MFEffect reverse;
+    MFEffect stretch;
+    MFEffect vinyl;
+    MFEffect tapeStop;
+    MFEffect tonalDelay;
+    MFEffect stutter;
+    MFEffect crush;
+    MFEffect filter;
+    MFEffect phaser;
+    MFEffect chorus;
+    MFEffect delay;
+    MFEffect reverb;
+
+private:
+    MFEffect* order[size];
+};

@@ -1,0 +1,6 @@
+#include "engine/MFPluginData.h"
+
+MFPluginData& MFPluginData::shared() {
+    static MFPluginData data;
+    return data;
+}

@@ -2,12 +2,12 @@
 
 MFEffectChain::MFEffectChain(MFSystemInfo& context)
     : xLoop(182, context), loop(176, context), scratchLoop(184, context), reverse(181, context),
-      stretch(177, context), vinyl(190, context), tapeStop(180, context),
-      tonalDelay(188, context), stutter(183, context), crush(187, context),
-      filter(179, context), phaser(160, context), chorus(185, context), delay(189, context),
-      reverb(191, context),
-      order{&xLoop,  &loop,    &scratchLoop, &reverse, &stretch, &vinyl,  &tapeStop, &tonalDelay,
-            &stutter, &crush, &filter,      &phaser,  &chorus,  &delay, &reverb} {}
+      stretch(177, context), vinyl(190, context), tapeStop(180, context), tonalDelay(188, context),
+      stutter(183, context), crush(187, context), filter(179, context), phaser(160, context),
+      chorus(185, context), delay(189, context),
+      reverb(191, context), order{&xLoop,  &loop,     &scratchLoop, &reverse, &stretch,
+                                  &vinyl,  &tapeStop, &tonalDelay,  &stutter, &crush,
+                                  &filter, &phaser,   &chorus,      &delay,   &reverb} {}
 
 MFEffect* MFEffectChain::stageSix(float switchValue) {
     if (switchValue == 0.0f)

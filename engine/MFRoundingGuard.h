@@ -15,10 +15,16 @@ public:
     MFRoundingGuard() : saved(_mm_getcsr() & roundingBits) {
         _mm_setcsr(_mm_getcsr() | roundingBits);
     }
-    ~MFRoundingGuard() { _mm_setcsr((_mm_getcsr() & ~roundingBits) | saved); }
+    ~MFRoundingGuard() {
+        _mm_setcsr((_mm_getcsr() & ~roundingBits) | saved);
+    }
 #else
-    MFRoundingGuard() : saved(unsigned(std::fegetround())) { std::fesetround(FE_TOWARDZERO); }
-    ~MFRoundingGuard() { std::fesetround(int(saved)); }
+    MFRoundingGuard() : saved(unsigned(std::fegetround())) {
+        std::fesetround(FE_TOWARDZERO);
+    }
+    ~MFRoundingGuard() {
+        std::fesetround(int(saved));
+    }
 #endif
     MFRoundingGuard(const MFRoundingGuard&) = delete;
     MFRoundingGuard& operator=(const MFRoundingGuard&) = delete;

@@ -18,7 +18,7 @@ MFTransport::BlockTiming MFTransport::beginBlock(const VstTimeInfo* info, int32_
     const double p = info->ppqPos;
     const bool playing = (info->flags & kVstTransportPlaying) != 0 && p >= 0.0;
     if (!playing) {
-        ppqPosition = 0.0f;
+        setPosition(0.0);
         if (runningFlag != 0.0f) {
             runningFlag = 0.0f;
             refreshTransportGate();
@@ -32,8 +32,8 @@ MFTransport::BlockTiming MFTransport::beginBlock(const VstTimeInfo* info, int32_
     const bool overshoot =
         cycle && p > info->cycleEndPos && p - info->cycleEndPos < overshootTolerance;
 
-    if (std::fabs(double(ppqPosition) - p) > jumpDistance && !overshoot)
-        ppqPosition = float(p);
+    if (std::fabs(exactPosition - p) > jumpDistance && !overshoot)
+        setPosition(p);
 
     if (n > 0) {
         t.increment = (double(n) / double(samplesPerBeat)) / double(n);
@@ -44,10 +44,10 @@ MFTransport::BlockTiming MFTransport::beginBlock(const VstTimeInfo* info, int32_
                 t.loopPoint = info->cycleEndPos;
                 t.cycleStart = info->cycleStartPos;
             }
-            t.increment = (end - double(ppqPosition)) / double(n);
+            t.increment = (end - exactPosition) / double(n);
         } else if (!overshoot) {
             // A small error is chased down and gone at the block's end.
-            t.increment = (end - double(ppqPosition)) / double(n);
+            t.increment = (end - exactPosition) / double(n);
         }
     }
 

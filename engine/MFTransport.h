@@ -20,11 +20,20 @@ public:
     // tempo and position alone and gives no movement.
     BlockTiming beginBlock(const vst::VstTimeInfo* info, int32_t n, float samplesPerBeat);
 
-    // One sample's movement: advance, and jump back at the host's loop end.
+    // One sample's movement: advance, and jump back at the host's loop end. The sum is
+    // carried in double precision between samples; a float alone would lose up to half
+    // an ulp per sample (worse under truncating rounding) and drift by whole
+    // milliseconds within a large block late in a song.
     void advance(const BlockTiming& t) {
-        ppqPosition = float(double(ppqPosition) + t.increment);
-        if (t.hasLoopPoint && double(ppqPosition) >= t.loopPoint)
-            ppqPosition = float(t.cycleStart);
+        exactPosition += t.increment;
+        if (t.hasLoopPoint && exactPosition >= t.loopPoint)
+            exactPosition = t.cycleStart;
+        ppqPosition = float(exactPosition);
+    }
+    // Moves the position, as a jump or a reset does.
+    void setPosition(double ppq) {
+        exactPosition = ppq;
+        ppqPosition = float(ppq);
     }
 
     // Recomputes the factor every lane's gate carries; called by every writer of
@@ -35,7 +44,8 @@ public:
     static constexpr double overshootTolerance = 0.15;
     static constexpr double minimumHostTempo = 45.0;
 
-    float ppqPosition = 0.0f;
+    float ppqPosition = 0.0f; // what the sequencer reads
+    double exactPosition = 0.0;
     float runningFlag = 0.0f;
     double hostTempo = 120.0;    // at least 45
     double hostTempoRaw = 120.0; // as the host sent it

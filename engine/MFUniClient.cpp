@@ -66,7 +66,9 @@ void MFUniClient::fillNoiseTable() {
     }
 }
 
-void MFUniClient::suspend() { bufferRegistry.clearAll(); }
+void MFUniClient::suspend() {
+    bufferRegistry.clearAll();
+}
 
 void MFUniClient::resume() {
     callHost(audioMasterWantMidi, 0, 1);
@@ -79,7 +81,9 @@ void MFUniClient::setSampleRate(float rate) {
     applyAllParameters();
 }
 
-void MFUniClient::setBlockSize(int32_t size) { AudioEffectX::setBlockSize(size); }
+void MFUniClient::setBlockSize(int32_t size) {
+    AudioEffectX::setBlockSize(size);
+}
 
 void MFUniClient::applyAllParameters() {
     context.setSampleRate(getSampleRate());
@@ -220,8 +224,7 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
     audioRunning.set(true);
     noiseIndex = (noiseIndex + 1) % noiseTableSize;
 
-    blockTiming =
-        transport.beginBlock(getTimeInfo(timeInfoMask), frames, context.samplesPerBeat);
+    blockTiming = transport.beginBlock(getTimeInfo(timeInfoMask), frames, context.samplesPerBeat);
 
     blockOutLeft = outputs[0];
     blockOutRight = outputs[1];

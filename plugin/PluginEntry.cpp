@@ -24,13 +24,15 @@ vst::AEffect* createEffect(vst::HostCallback host) {
 }
 } // namespace
 
-extern "C" __attribute__((visibility("default"))) vst::AEffect* VSTPluginMain(
-    vst::HostCallback host) {
+extern "C" __attribute__((visibility("default"))) vst::AEffect*
+VSTPluginMain(vst::HostCallback host) {
     return createEffect(host);
 }
 
 // Older hosts look for "main"; it is the same function under a name the compiler reserves,
 // so it is bound by symbol name.
-extern "C" __attribute__((visibility("default"))) vst::AEffect* mainEntry(vst::HostCallback host)
-    __asm__("main");
-vst::AEffect* mainEntry(vst::HostCallback host) { return createEffect(host); }
+extern "C" __attribute__((visibility("default"))) vst::AEffect*
+mainEntry(vst::HostCallback host) __asm__("main");
+vst::AEffect* mainEntry(vst::HostCallback host) {
+    return createEffect(host);
+}

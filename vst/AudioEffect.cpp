@@ -5,7 +5,9 @@
 using namespace vst;
 
 namespace {
-AudioEffect* self(AEffect* e) { return static_cast<AudioEffect*>(e->object); }
+AudioEffect* self(AEffect* e) {
+    return static_cast<AudioEffect*>(e->object);
+}
 
 intptr_t dispatchTrampoline(AEffect* e, int32_t opcode, int32_t index, intptr_t value, void* ptr,
                             float opt) {
@@ -31,7 +33,9 @@ void setParameterTrampoline(AEffect* e, int32_t index, float value) {
     self(e)->setParameter(index, value);
 }
 
-float getParameterTrampoline(AEffect* e, int32_t index) { return self(e)->getParameter(index); }
+float getParameterTrampoline(AEffect* e, int32_t index) {
+    return self(e)->getParameter(index);
+}
 } // namespace
 
 AudioEffect::AudioEffect(HostCallback h, int32_t programs, int32_t params)
@@ -53,7 +57,9 @@ AudioEffect::AudioEffect(HostCallback h, int32_t programs, int32_t params)
     effect.processDoubleReplacing = processDoubleTrampoline;
 }
 
-AudioEffect::~AudioEffect() { delete editor; }
+AudioEffect::~AudioEffect() {
+    delete editor;
+}
 
 void AudioEffect::setFlag(int32_t flag, bool state) {
     if (state)
@@ -62,8 +68,12 @@ void AudioEffect::setFlag(int32_t flag, bool state) {
         effect.flags &= ~flag;
 }
 
-void AudioEffect::canProcessReplacing(bool state) { setFlag(effFlagsCanReplacing, state); }
-void AudioEffect::programsAreChunks(bool state) { setFlag(effFlagsProgramChunks, state); }
+void AudioEffect::canProcessReplacing(bool state) {
+    setFlag(effFlagsCanReplacing, state);
+}
+void AudioEffect::programsAreChunks(bool state) {
+    setFlag(effFlagsProgramChunks, state);
+}
 
 void AudioEffect::setEditor(AEffGUIEditor* e) {
     editor = e;
@@ -80,8 +90,12 @@ void AudioEffect::setParameterAutomated(int32_t index, float value) {
     callHost(audioMasterAutomate, index, 0, nullptr, value);
 }
 
-int32_t AudioEffect::getChunk(void**, bool) { return 0; }
-int32_t AudioEffect::setChunk(void*, int32_t, bool) { return 0; }
+int32_t AudioEffect::getChunk(void**, bool) {
+    return 0;
+}
+int32_t AudioEffect::setChunk(void*, int32_t, bool) {
+    return 0;
+}
 
 intptr_t AudioEffect::dispatcher(int32_t opcode, int32_t index, intptr_t value, void* ptr,
                                  float opt) {
@@ -149,9 +163,8 @@ intptr_t AudioEffect::dispatcher(int32_t opcode, int32_t index, intptr_t value, 
     case effGetChunk:
         return ptr ? getChunk(static_cast<void**>(ptr), index != 0) : 0;
     case effSetChunk:
-        return (ptr && value > 0 && value <= INT32_MAX)
-                   ? setChunk(ptr, int32_t(value), index != 0)
-                   : 0;
+        return (ptr && value > 0 && value <= INT32_MAX) ? setChunk(ptr, int32_t(value), index != 0)
+                                                        : 0;
     default:
         return 0;
     }

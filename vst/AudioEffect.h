@@ -15,7 +15,8 @@ public:
 
     vst::AEffect* getAeffect() { return &effect; }
 
-    virtual intptr_t dispatcher(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt);
+    virtual intptr_t dispatcher(int32_t opcode, int32_t index, intptr_t value, void* ptr,
+                                float opt);
 
     virtual void open() {}
     virtual void close() {}

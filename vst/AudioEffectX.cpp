@@ -20,7 +20,9 @@ bool AudioEffectX::beginEdit(int32_t index) {
     return callHost(audioMasterBeginEdit, index) != 0;
 }
 
-bool AudioEffectX::endEdit(int32_t index) { return callHost(audioMasterEndEdit, index) != 0; }
+bool AudioEffectX::endEdit(int32_t index) {
+    return callHost(audioMasterEndEdit, index) != 0;
+}
 
 int32_t AudioEffectX::getMasterVersion() {
     const intptr_t version = callHost(audioMasterVersion);
@@ -62,7 +64,7 @@ intptr_t AudioEffectX::dispatcher(int32_t opcode, int32_t index, intptr_t value,
         return getGetTailSize();
     case effGetParameterProperties:
         return ptr ? (getParameterProperties(index, static_cast<VstParameterProperties*>(ptr)) ? 1
-                                                                                                : 0)
+                                                                                               : 0)
                    : 0;
     case effGetVstVersion:
         return getVstVersion();

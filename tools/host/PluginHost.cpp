@@ -17,7 +17,9 @@ using EntryPoint = AEffect* (*)(HostCallback);
 
 PluginHost::PluginHost() : random(1) {}
 
-PluginHost::~PluginHost() { unload(); }
+PluginHost::~PluginHost() {
+    unload();
+}
 
 bool PluginHost::load(const std::string& path) {
     unload();
@@ -81,8 +83,7 @@ void PluginHost::stop() {
     running = false;
 }
 
-intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr,
-                              float opt) {
+intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt) {
     return plugin ? plugin->dispatcher(plugin, opcode, index, value, ptr, opt) : 0;
 }
 
@@ -147,10 +148,9 @@ intptr_t PluginHost::setChunk(const std::vector<uint8_t>& data, bool isPreset) {
 }
 
 void PluginHost::queueMidi(const MidiMessage& message) {
-    auto at = std::upper_bound(midi.begin() + std::ptrdiff_t(midiNext), midi.end(), message,
-                               [](const MidiMessage& a, const MidiMessage& b) {
-                                   return a.frame < b.frame;
-                               });
+    auto at = std::upper_bound(
+        midi.begin() + std::ptrdiff_t(midiNext), midi.end(), message,
+        [](const MidiMessage& a, const MidiMessage& b) { return a.frame < b.frame; });
     midi.insert(at, message);
 }
 
@@ -159,13 +159,13 @@ void PluginHost::setRandomBlocks(uint32_t seed) {
     randomBlocks = true;
 }
 
-void PluginHost::process(const float* inLeft, const float* inRight, float* outLeft,
-                         float* outRight, int64_t frames) {
+void PluginHost::process(const float* inLeft, const float* inRight, float* outLeft, float* outRight,
+                         int64_t frames) {
     int64_t done = 0;
     while (done < frames) {
-        int32_t n = randomBlocks ? int32_t(std::uniform_int_distribution<int32_t>(
-                                       1, maxBlockSize)(random))
-                                 : std::min(blockSize, maxBlockSize);
+        int32_t n = randomBlocks
+                        ? int32_t(std::uniform_int_distribution<int32_t>(1, maxBlockSize)(random))
+                        : std::min(blockSize, maxBlockSize);
         n = int32_t(std::min<int64_t>(n, frames - done));
         float* il = scratch[0].data();
         float* ir = scratch[1].data();
@@ -233,8 +233,8 @@ void PluginHost::advanceClock(int32_t frames) {
 
 intptr_t PluginHost::callback(AEffect* effect, int32_t opcode, int32_t index, intptr_t value,
                               void* ptr, float opt) {
-    PluginHost* host = effect && effect->user ? static_cast<PluginHost*>(effect->user)
-                                              : loadingHost;
+    PluginHost* host =
+        effect && effect->user ? static_cast<PluginHost*>(effect->user) : loadingHost;
     if (opcode == audioMasterVersion)
         return 2400;
     return host ? host->answer(opcode, index, value, ptr, opt) : 0;
@@ -280,8 +280,7 @@ intptr_t PluginHost::answer(int32_t opcode, int32_t, intptr_t value, void* ptr, 
         return 0;
     case audioMasterGetVendorString:
         if (ptr)
-            std::snprintf(static_cast<char*>(ptr), kVstMaxVendorStrLen, "%s",
-                          vendorAnswer.c_str());
+            std::snprintf(static_cast<char*>(ptr), kVstMaxVendorStrLen, "%s", vendorAnswer.c_str());
         return 1;
     case audioMasterGetProductString:
         if (ptr)

@@ -61,7 +61,10 @@ public:
     void queueMidi(const MidiMessage& message);
 
     // Block slicing: a fixed size, or random sizes between 1 and maxBlock.
-    void setBlockSize(int32_t size) { blockSize = size; randomBlocks = false; }
+    void setBlockSize(int32_t size) {
+        blockSize = size;
+        randomBlocks = false;
+    }
     void setRandomBlocks(uint32_t seed);
     void setInPlace(bool state) { inPlace = state; }
 

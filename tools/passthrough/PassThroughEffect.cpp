@@ -27,8 +27,8 @@ public:
 };
 } // namespace
 
-extern "C" __attribute__((visibility("default"))) vst::AEffect* VSTPluginMain(
-    vst::HostCallback host) {
+extern "C" __attribute__((visibility("default"))) vst::AEffect*
+VSTPluginMain(vst::HostCallback host) {
     if (!host || host(nullptr, vst::audioMasterVersion, 0, 0, nullptr, 0.0f) == 0)
         return nullptr;
     return (new PassThroughEffect(host))->getAeffect();

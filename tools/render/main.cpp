@@ -186,8 +186,8 @@ Audio readWav(const std::string& path) {
     a.right.resize(std::size_t(got));
     for (sf_count_t i = 0; i < got; ++i) {
         a.left[std::size_t(i)] = interleaved[std::size_t(i) * std::size_t(info.channels)];
-        a.right[std::size_t(i)] =
-            interleaved[std::size_t(i) * std::size_t(info.channels) + std::size_t(info.channels - 1)];
+        a.right[std::size_t(i)] = interleaved[std::size_t(i) * std::size_t(info.channels) +
+                                              std::size_t(info.channels - 1)];
     }
     return a;
 }
@@ -313,8 +313,8 @@ int runBench(const Options& o, const Audio& source) {
         std::printf("%s %s\n  ns/frame: min %.1f median %.1f; real-time factor: best %.0fx "
                     "median %.0fx (%d runs of %.1f s at %.0f Hz, block %d%s)\n",
                     label, path.c_str(), r.min(), r.median(), 1e9 / (r.min() * source.rate),
-                    1e9 / (r.median() * source.rate),
-                    o.runs, o.bench, source.rate, o.block, o.randomBlocks ? " random" : "");
+                    1e9 / (r.median() * source.rate), o.runs, o.bench, source.rate, o.block,
+                    o.randomBlocks ? " random" : "");
     };
     report("A", o.plugin, ra);
     if (paired) {
@@ -365,8 +365,8 @@ int main(int argc, char** argv) {
     const int64_t step = int64_t(source.rate); // one second per progress update
     for (int64_t done = 0; done < total; done += step) {
         const int64_t n = std::min(step, total - done);
-        host.process(source.left.data() + done, source.right.data() + done,
-                     out.left.data() + done, out.right.data() + done, n);
+        host.process(source.left.data() + done, source.right.data() + done, out.left.data() + done,
+                     out.right.data() + done, n);
         if (!o.quiet && total > 10 * step)
             std::fprintf(stderr, "\rrendering %3d%%", int(100 * (done + n) / total));
     }

@@ -1,0 +1,288 @@
+// The block driver, seen from inside: tick times, the silent loading path, master
+// gain, meters and the plug-in object's context rules.
+
+#include "effects/MFBPMChangeInterface.h"
+#include "engine/MFUniClient.h"
+#include "support/FakeHost.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <vector>
+
+using namespace vst;
+
+namespace {
+
+// Records the absolute sample of every tick and can set the master target at a tick.
+class ObservedClient : public MFUniClient {
+public:
+    explicit ObservedClient(HostCallback host) : MFUniClient(host) {}
+
+    void runTick(int32_t i) override {
+        tickSamples.push_back(blockStart + i);
+        tickPositions.push_back(getTransport().ppqPosition);
+        if (masterAtTick >= 0 && int64_t(tickSamples.size()) - 1 == masterAtTick)
+            setMasterTarget(masterValue);
+        MFUniClient::runTick(i);
+    }
+
+    void block(float* l, float* r, float* ol, float* orr, int32_t n) {
+        float* in[2] = {l, r};
+        float* out[2] = {ol, orr};
+        processReplacing(in, out, n);
+        blockStart += n;
+    }
+
+    std::vector<int64_t> tickSamples;
+    std::vector<float> tickPositions;
+    int64_t blockStart = 0;
+    int64_t masterAtTick = -1;
+    float masterValue = 1.0f;
+    using MFUniClient::beginStructureChange;
+    using MFUniClient::endStructureChange;
+};
+
+struct Rig {
+    FakeHost host;
+    ObservedClient* client;
+    Rig() {
+        client = new ObservedClient(FakeHost::callback());
+        host.attach(client);
+    }
+    // Runs frames through the plug-in in blocks given by sizes (cycled), host clock moving.
+    void run(std::vector<float>& l, std::vector<float>& r, std::vector<float>& ol,
+             std::vector<float>& orr, const std::vector<int>& sizes) {
+        std::size_t done = 0, k = 0;
+        while (done < l.size()) {
+            const int n =
+                int(std::min<std::size_t>(std::size_t(sizes[k++ % sizes.size()]), l.size() - done));
+            client->block(&l[done], &r[done], &ol[done], &orr[done], n);
+            host.advance(n, 44100.0);
+            done += std::size_t(n);
+        }
+    }
+};
+
+TEST(BlockDriver, TicksEvery64SamplesWhateverTheHostSlicing) {
+    const std::size_t frames = 4096 * 3 + 17;
+    std::vector<std::vector<int>> slicings = {{4096}, {1}, {100}, {64}, {63, 65, 1, 500}};
+    std::mt19937 random(11);
+    std::vector<int> ragged;
+    for (int k = 0; k < 300; ++k)
+        ragged.push_back(std::uniform_int_distribution<int>(1, 700)(random));
+    slicings.push_back(ragged);
+
+    std::vector<int64_t> reference;
+    std::vector<float> referencePositions;
+    for (const auto& sizes : slicings) {
+        Rig rig;
+        std::vector<float> l(frames, 0.25f), r(frames, -0.25f), ol(frames), orr(frames);
+        rig.run(l, r, ol, orr, sizes);
+        const auto& ticks = rig.client->tickSamples;
+        ASSERT_EQ(ticks.size(), frames / 64) << "slicing starting " << sizes[0];
+        // The first 64 samples pass with the start state: the first tick is at sample 64.
+        EXPECT_EQ(ticks.front(), 64);
+        for (std::size_t k = 0; k < ticks.size(); ++k)
+            EXPECT_EQ(ticks[k], int64_t(k + 1) * 64) << "tick " << k;
+        if (reference.empty()) {
+            reference = ticks;
+            referencePositions = rig.client->tickPositions;
+        } else {
+            // The position a tick sees does not depend on the slicing beyond double rounding.
+            ASSERT_EQ(rig.client->tickPositions.size(), referencePositions.size());
+            for (std::size_t k = 0; k < referencePositions.size(); ++k)
+                ASSERT_NEAR(rig.client->tickPositions[k], referencePositions[k], 1e-7)
+                    << "tick " << k;
+        }
+    }
+}
+
+TEST(BlockDriver, LoadingGivesExactZerosAndFreezesEverything) {
+    Rig rig;
+    rig.host.setPlaying(4.0, 120.0);
+    std::vector<float> l(256, 0.5f), r(256, 0.5f), ol(256, 9.0f), orr(256, 9.0f);
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 256);
+    const float position = rig.client->getTransport().ppqPosition;
+    const int noise = rig.client->getNoiseIndex();
+    const int requests = rig.host.timeRequests;
+    const std::size_t ticks = rig.client->tickSamples.size();
+
+    ASSERT_TRUE(rig.client->beginStructureChange(10));
+    std::fill(ol.begin(), ol.end(), 9.0f);
+    std::fill(orr.begin(), orr.end(), 9.0f);
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 256);
+    for (std::size_t i = 0; i < 256; ++i) {
+        ASSERT_EQ(ol[i], 0.0f);
+        ASSERT_EQ(orr[i], 0.0f);
+    }
+    EXPECT_EQ(rig.client->getTransport().ppqPosition, position);
+    EXPECT_EQ(rig.client->getNoiseIndex(), noise);
+    EXPECT_EQ(rig.host.timeRequests, requests) << "the silent path asks the host nothing";
+    EXPECT_EQ(rig.client->tickSamples.size(), ticks);
+
+    // A null second output is tolerated on the silent path.
+    float* in[2] = {l.data(), r.data()};
+    float* out[2] = {ol.data(), nullptr};
+    rig.client->processReplacing(in, out, 256);
+
+    rig.client->endStructureChange();
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 256);
+    EXPECT_GT(rig.client->tickSamples.size(), ticks);
+}
+
+TEST(BlockDriver, MasterGainRampsOverTheWholeBlockOfTheTick) {
+    Rig rig;
+    rig.client->masterAtTick = 0; // the tick at sample 64 of the first block
+    rig.client->masterValue = 0.5f;
+    // A DC blocker on the output would hide the ramp; a fresh one passes the first
+    // sample exactly, so compare against y[0] and the expected gains below.
+    std::vector<float> l(128, 1.0f), r(128, 1.0f), ol(128), orr(128);
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 128);
+    // Undo the DC blocker sample by sample to recover the gain-scaled input.
+    float x1 = 0.0f, y1 = 0.0f;
+    std::vector<float> gained(128);
+    for (int i = 0; i < 128; ++i) {
+        gained[std::size_t(i)] = ol[std::size_t(i)] - y1 * 0.998f + x1;
+        x1 = gained[std::size_t(i)];
+        y1 = ol[std::size_t(i)];
+    }
+    const float step = (0.5f - 1.0f) / 128.0f;
+    EXPECT_NEAR(gained[0], 1.0f + step, 1e-5f) << "the first sample is already one step on";
+    EXPECT_NEAR(gained[63], 1.0f + 64 * step, 1e-5f);
+    EXPECT_NEAR(gained[127], 0.5f, 1e-5f) << "the ramp ends on the target at the block's end";
+    EXPECT_EQ(rig.client->getMasterGain(), 0.5f);
+
+    // Equal and not 1: a plain multiply by the target.
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 128);
+    float peakIn = 0.0f;
+    for (float v : ol)
+        peakIn = std::fmax(peakIn, std::fabs(v));
+    EXPECT_LT(peakIn, 0.51f);
+}
+
+TEST(BlockDriver, PeakMetersReadTheLargestSampleNotTheLargestMagnitude) {
+    Rig rig;
+    std::vector<float> l(256, -0.7f), r(256, 0.3f), ol(256), orr(256);
+    r[100] = 0.9f;
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 256);
+    // Meters are taken before the DC blocker: an all-negative left channel reads 0.
+    EXPECT_EQ(rig.client->getPeakLeft(), 0.0f);
+    EXPECT_FLOAT_EQ(rig.client->getPeakRight(), 0.9f);
+}
+
+TEST(BlockDriver, EmptyBlockAsksTheHostAndMovesNothing) {
+    Rig rig;
+    std::vector<float> l(1), r(1), ol(1, 3.0f), orr(1, 3.0f);
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 0);
+    EXPECT_EQ(rig.host.timeRequests, 1);
+    EXPECT_EQ(ol[0], 3.0f);
+    EXPECT_EQ(rig.client->getNoiseIndex(), 1);
+}
+
+TEST(BlockDriver, RoundingIsTruncationInsideTheBlockAndRestoredAfter) {
+    // Plain effects cannot observe rounding, so check the caller's mode around a block.
+    Rig rig;
+    std::vector<float> l(64), r(64), ol(64), orr(64);
+    volatile float a = 1.0f, b = 3.0f;
+    const float before = a / b;
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 64);
+    const float after = a / b;
+    EXPECT_EQ(before, after) << "the block must restore the caller's rounding mode";
+    uint32_t bits;
+    std::memcpy(&bits, &before, 4);
+    EXPECT_EQ(bits, 0x3EAAAAABu) << "outside the block rounding is to nearest";
+}
+
+TEST(PluginObject, IsAllocatedOn32Bytes) {
+    for (int k = 0; k < 4; ++k) {
+        FakeHost host;
+        auto* client = new MFUniClient(FakeHost::callback());
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(client) % 32, 0u);
+        host.attach(client);
+    }
+}
+
+TEST(PluginObject, SampleRateOutsideTheRangeLeavesTheContextAlone) {
+    Rig rig;
+    MFUniClient& c = *rig.client;
+    c.dispatcher(effSetSampleRate, 0, 0, nullptr, 48000.0f);
+    EXPECT_EQ(c.getContext().sampleRate, 48000.0f);
+    const float ticksPerMs = c.getContext().ticksPerMs;
+
+    c.dispatcher(effSetSampleRate, 0, 0, nullptr, 8000.0f);
+    EXPECT_EQ(c.getContext().sampleRate, 48000.0f);
+    EXPECT_EQ(c.getContext().ticksPerMs, ticksPerMs);
+    EXPECT_EQ(c.getGetTailSize(), 8000) << "the base still stores the host's rate";
+
+    c.dispatcher(effSetSampleRate, 0, 0, nullptr, 176000.5f);
+    EXPECT_EQ(c.getContext().sampleRate, 48000.0f);
+    c.dispatcher(effSetSampleRate, 0, 0, nullptr, 176000.0f);
+    EXPECT_EQ(c.getContext().sampleRate, 176000.0f);
+    EXPECT_FLOAT_EQ(c.getContext().samplesPerBeat, 88000.0f);
+}
+
+TEST(PluginObject, EditNotificationsStopAt117) {
+    Rig rig;
+    EXPECT_FALSE(rig.client->beginEdit(117));
+    EXPECT_FALSE(rig.client->endEdit(200));
+    rig.client->setParameterAutomated(117, 0.5f);
+    EXPECT_EQ(rig.host.beginEdits, 0);
+    EXPECT_EQ(rig.host.automations, 0);
+    EXPECT_TRUE(rig.client->beginEdit(116));
+    rig.client->setParameterAutomated(3, 0.25f);
+    EXPECT_EQ(rig.host.beginEdits, 1);
+    EXPECT_EQ(rig.host.automations, 1);
+    EXPECT_EQ(rig.client->getParameter(3), 0.25f);
+}
+
+TEST(PluginObject, NoiseTableIsTheMinimalStandardGeneratorFrom20537) {
+    Rig rig;
+    const float* noise = rig.client->getNoiseTable();
+    // 20537 * 16807 = 345165359, below the modulus.
+    EXPECT_FLOAT_EQ(noise[0], float(345165359.0 / 2147483648.0));
+    // Second: 345165359 * 16807 mod (2^31 - 1), by 64-bit arithmetic here.
+    const uint64_t second = (345165359ull * 16807ull) % 2147483647ull;
+    EXPECT_FLOAT_EQ(noise[1], float(double(second) / 2147483648.0));
+    for (int k = 0; k < 1024; ++k) {
+        EXPECT_GT(noise[k], 0.0f);
+        EXPECT_LT(noise[k], 1.0f);
+    }
+}
+
+class TempoProbe : public MFBPMChangeInterface {
+public:
+    void bpmChanged() override { ++calls; }
+    int calls = 0;
+};
+
+TEST(PluginObject, HostTempoReachesTheContextAtTheNextTick) {
+    Rig rig;
+    // The probe stands in for the effects that will listen; it joins the context's list.
+    TempoProbe probe;
+    const_cast<MFSystemInfo&>(rig.client->getContext()).addTempoListener(&probe);
+    rig.host.setPlaying(0.0, 90.0);
+    std::vector<float> l(128), r(128), ol(128), orr(128);
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 63);
+    EXPECT_EQ(rig.client->getContext().tempo, 120.0) << "no tick yet";
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 2);
+    EXPECT_EQ(rig.client->getContext().tempo, 90.0);
+    EXPECT_EQ(probe.calls, 1);
+
+    rig.host.time.tempo = 30.0;
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 128);
+    EXPECT_EQ(rig.client->getContext().tempo, 45.0);
+
+    // 500 or more is ignored, yet the change is attempted at every tick.
+    rig.host.time.tempo = 600.0;
+    const int before = probe.calls;
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 128);
+    EXPECT_EQ(rig.client->getContext().tempo, 45.0);
+    EXPECT_EQ(probe.calls - before, 2);
+    const_cast<MFSystemInfo&>(rig.client->getContext()).removeTempoListener(&probe);
+}
+
+} // namespace

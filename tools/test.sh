@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Sets up, builds and runs every test: a warnings-as-errors build, then the same
+# suite under AddressSanitizer and UndefinedBehaviorSanitizer, then the threaded
+# tests under ThreadSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash tools/setup.sh
+jobs="$(nproc)"
+
+echo "== build and test (warnings are errors)"
+cmake -S . -B build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCADENZOID_WERROR=ON >/dev/null
+cmake --build build/test -j"$jobs"
+ctest --test-dir build/test -j"$jobs" --output-on-failure --timeout 600
+
+echo "== address and undefined-behaviour sanitizers"
+cmake -S . -B build/asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCADENZOID_WERROR=ON \
+  -DCADENZOID_SANITIZE=address -DCADENZOID_BENCH=OFF >/dev/null
+cmake --build build/asan -j"$jobs"
+ASAN_OPTIONS=detect_leaks=1 ctest --test-dir build/asan -j"$jobs" --output-on-failure --timeout 900
+
+if [ -d tests/pattern ]; then
+  echo "== thread sanitizer (pattern data shared between the editor and audio threads)"
+  cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCADENZOID_WERROR=ON \
+    -DCADENZOID_SANITIZE=thread -DCADENZOID_BENCH=OFF -DCADENZOID_TOOLS=OFF >/dev/null
+  cmake --build build/tsan -j"$jobs" --target test_pattern
+  TSAN_OPTIONS=halt_on_error=1 ./build/tsan/tests/test_pattern --gtest_brief=1
+fi

@@ -1,5 +1,7 @@
 #include "effects/MFDivisionTable.h"
 
+#include "platform/MFText.h"
+
 #include <cstring>
 
 void MFDivisionTable::add(float length, const char* name) {
@@ -7,8 +9,7 @@ void MFDivisionTable::add(float length, const char* name) {
         return;
     Entry& e = entries[count++];
     e.length = length;
-    std::strncpy(e.name, name, sizeof e.name - 1);
-    e.name[sizeof e.name - 1] = '\0';
+    mfCopyText(e.name, sizeof e.name, name);
     countAsFloat = float(count);
     countRecip = 1.0f / float(count);
 }

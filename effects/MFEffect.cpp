@@ -2,6 +2,7 @@
 
 #include "effects/MFBPMChangeInterface.h"
 #include "effects/MFOptionMenuInterface.h"
+#include "platform/MFText.h"
 
 #include <cmath>
 #include <cstdio>
@@ -96,15 +97,13 @@ float MFEffect::getParameterValue(int32_t index) const {
 }
 
 void MFEffect::setName(const char* text) {
-    std::strncpy(name, text, nameLength - 1);
-    name[nameLength - 1] = '\0';
+    mfCopyText(name, nameLength, text);
 }
 
 void MFEffect::setParameterName(int32_t index, const char* text) {
     if (!validIndex(index))
         return;
-    std::strncpy(parameterNames[index], text, parameterNameLength - 1);
-    parameterNames[index][parameterNameLength - 1] = '\0';
+    mfCopyText(parameterNames[index], parameterNameLength, text);
 }
 
 void MFEffect::setParameterDefault(int32_t index, float value) {

@@ -4,6 +4,7 @@
 #include "engine/MFPluginData.h"
 #include "engine/MFRoundingGuard.h"
 #include "platform/MFSleep.h"
+#include "platform/MFText.h"
 
 #include <cmath>
 #include <cstring>
@@ -15,8 +16,7 @@ constexpr int32_t uniqueId = fourCC('c', 'd', 'z', 'x');
 constexpr int32_t presetCategoryCount = 15;
 
 void copyText(char* out, const char* text, std::size_t capacity) {
-    std::strncpy(out, text, capacity - 1);
-    out[capacity - 1] = '\0';
+    mfCopyText(out, capacity, text);
 }
 } // namespace
 

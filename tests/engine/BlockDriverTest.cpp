@@ -7,10 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <thread>
 #include <vector>
 
 using namespace vst;
@@ -283,6 +285,40 @@ TEST(PluginObject, HostTempoReachesTheContextAtTheNextTick) {
     EXPECT_EQ(rig.client->getContext().tempo, 45.0);
     EXPECT_EQ(probe.calls - before, 2);
     const_cast<MFSystemInfo&>(rig.client->getContext()).removeTempoListener(&probe);
+}
+
+} // namespace
+
+namespace {
+
+TEST(BlockDriver, LoadHandshakeWaitsForTheBlockInFlight) {
+    // An audio thread runs blocks back to back while the main thread silences it,
+    // "changes a structure" and lets it go again, many times over.
+    FakeHost host;
+    auto* client = new MFUniClient(FakeHost::callback());
+    host.attach(client);
+    std::atomic<bool> stop{false};
+    std::atomic<int> silentBlocks{0};
+    std::thread audio([&] {
+        std::vector<float> l(256, 0.5f), r(256, 0.5f), ol(256), orr(256);
+        float* in[2] = {l.data(), r.data()};
+        float* out[2] = {ol.data(), orr.data()};
+        while (!stop.load()) {
+            client->processReplacing(in, out, 256);
+            if (ol[0] == 0.0f && ol[255] == 0.0f)
+                silentBlocks.fetch_add(1);
+        }
+    });
+    int sequence = 0;
+    for (int round = 0; round < 50; ++round) {
+        ASSERT_TRUE(client->beginStructureChange(500));
+        // The structure being changed: nothing on the audio thread may run meanwhile.
+        sequence += 1;
+        client->endStructureChange();
+    }
+    stop.store(true);
+    audio.join();
+    EXPECT_EQ(sequence, 50);
 }
 
 } // namespace

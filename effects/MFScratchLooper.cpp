@@ -225,6 +225,7 @@ void MFScratchLooper::process(float* left, float* right, int32_t count) {
 
         float q = (w * 0.5f + 0.5f) * lengthF + base;
         q = std::clamp(q, base, top);
+        lastPosition = q;
         float e = 1.0f;
         if (q - base < float(edgeFadeLength))
             e = (q - base) * 0.001953125f;

@@ -52,6 +52,8 @@ public:
     float getFwdIncrement() const { return fwdIncrement; }
     float getBwdIncrement() const { return bwdIncrement; }
     float getPhase() const { return phase; }
+    // Read position of the last wet sample, in samples from the record's start.
+    float getLastPosition() const { return lastPosition; }
     bool isActive() const { return active; }
     const float* recordData(int channel) const {
         return channel == 0 ? recordLeft.data() : recordRight.data();
@@ -99,6 +101,7 @@ private:
     float holdRight = 0.0f;
     int32_t holdFrames = 0;
 
+    float lastPosition = 0.0f;
     bool active = false;
     MFRelaxed<bool> rearm = false;
 };

@@ -185,7 +185,8 @@ void MFScratchLooper::process(float* left, float* right, int32_t count) {
         if (++ringWrite >= ringLength)
             ringWrite = 0;
     }
-    if (!active)
+    // An empty run must not start a pending pass.
+    if (!active || count <= 0)
         return;
 
     walk.begin(ramp, count);

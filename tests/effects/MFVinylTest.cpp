@@ -169,8 +169,6 @@ TEST(Vinyl, NamesDefaultsAndDisplay) {
     EXPECT_FLOAT_EQ(fx.getParameterDefault(0), 0.8499f);
     EXPECT_FLOAT_EQ(fx.getParameterDefault(2), 0.9799f);
     EXPECT_FLOAT_EQ(fx.getParameterDefault(3), 1.0f);
-    EXPECT_FLOAT_EQ(fx.getMaxDepth(), 0.175f * 44100.0f);
-    EXPECT_FLOAT_EQ(fx.getShapeTarget(), 0.9799f * 3.5f + 0.5f);
     EXPECT_EQ(fx.getLineLength(), 8000);
     EXPECT_EQ(fx.isEnabled(), 1);
 }

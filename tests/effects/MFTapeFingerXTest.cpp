@@ -216,3 +216,27 @@ TEST(TapeFinger, ExtremeSettingsRatesAndTemposStayFiniteAndInside) {
 }
 
 } // namespace
+
+namespace {
+
+// Host block sizes must not change the sound; beyond float rounding means lost state.
+TEST(TapeFinger, RaggedHostBlocksSoundTheSameAsWholeTicks) {
+    std::vector<float> outputs[2];
+    for (int variant = 0; variant < 2; ++variant) {
+        TestContext c;
+        MFTapeFingerX fx(180, c.info);
+        EffectDriver d(fx, gate);
+        fx.setParameter(MFTapeFingerX::timeIndex, quarterRow);
+        if (variant == 1)
+            d.setRunPattern({1, 7, 13, 64, 3});
+        d.onTick([&](int64_t t) { d.setGate(t < 50 ? 0.0f : (t < 250 ? 1.0f : 2.0f)); });
+        auto l = signal::noise(64 * 700, 23);
+        auto r = l;
+        d.run(l, r);
+        outputs[variant] = l;
+    }
+    for (std::size_t i = 0; i < outputs[0].size(); ++i)
+        ASSERT_NEAR(outputs[0][i], outputs[1][i], 1e-5f) << i;
+}
+
+} // namespace

@@ -174,3 +174,30 @@ TEST(Vinyl, NamesDefaultsAndDisplay) {
 }
 
 } // namespace
+
+namespace {
+
+// Host block sizes must not change the sound; beyond float rounding means lost state.
+TEST(Vinyl, RaggedHostBlocksSoundTheSameAsWholeTicks) {
+    std::vector<float> outputs[2];
+    for (int variant = 0; variant < 2; ++variant) {
+        TestContext c;
+        MFVinyl fx(190, c.info);
+        EffectDriver d(fx, gate);
+        if (variant == 1)
+            d.setRunPattern({1, 7, 13, 64, 3});
+        d.onTick([&](int64_t t) {
+            d.setMix(t < 100 ? 0.0f : 0.8f);
+            if (t == 300)
+                fx.setParameter(MFVinyl::sizeIndex, 0.3f);
+        });
+        auto l = signal::noise(64 * 1000, 22);
+        auto r = l;
+        d.run(l, r);
+        outputs[variant] = l;
+    }
+    for (std::size_t i = 0; i < outputs[0].size(); ++i)
+        ASSERT_NEAR(outputs[0][i], outputs[1][i], 1e-5f) << i;
+}
+
+} // namespace

@@ -1,0 +1,203 @@
+#include "effects/MFVinyl.h"
+#include "support/EffectHarness.h"
+#include "support/SignalMeasure.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace {
+
+constexpr int32_t gate = MFVinyl::gateIndex;
+
+TEST(Vinyl, WithoutMixTheInputPassesBitExact) {
+    TestContext c;
+    MFVinyl fx(190, c.info);
+    EffectDriver d(fx, gate);
+    d.setMix(0.0f);
+    d.setRunPattern({3, 64, 1});
+    auto l = signal::noise(8192, 1), r = signal::noise(8192, 2);
+    const auto l0 = l, r0 = r;
+    d.run(l, r);
+    EXPECT_EQ(l, l0);
+    EXPECT_EQ(r, r0);
+}
+
+TEST(Vinyl, DepthNeverFallsBelowOneSample) {
+    TestContext c;
+    MFVinyl fx(190, c.info);
+    EffectDriver d(fx, gate);
+    fx.setParameter(MFVinyl::sizeIndex, 0.0f);
+    // Let the 15 ms depth glide and the mix ramp settle.
+    std::vector<float> warm(4096, 0.0f), warmR(4096, 0.0f);
+    d.run(warm, warmR);
+    auto l = signal::noise(4096, 7);
+    const auto in = l;
+    auto r = l;
+    d.run(l, r);
+    // Fully wet at zero size is the input one sample late (the shortest delay allowed).
+    for (std::size_t i = 1; i < in.size(); ++i)
+        ASSERT_NEAR(l[i], in[i - 1], 1e-6f) << i;
+    EXPECT_FLOAT_EQ(fx.getLastDelay(), 1.0f);
+}
+
+TEST(Vinyl, MixIsLinearNotEqualPower) {
+    TestContext c;
+    MFVinyl fx(190, c.info);
+    EffectDriver d(fx, gate);
+    d.setMix(0.5f);
+    // DC through a delay is still DC: a linear blend keeps 0.5, an equal-power one
+    // would read 0.5 * (sqrt(0.5) + sqrt(0.5)) = 0.707.
+    std::vector<float> l(44100, 0.5f), r(44100, 0.5f);
+    d.run(l, r);
+    for (std::size_t i = 22050; i < l.size(); i += 7)
+        ASSERT_NEAR(l[i], 0.5f, 1e-4f) << i;
+}
+
+TEST(Vinyl, SpeedRowIsNotInvertedAndSetsTheWobblePeriod) {
+    TestContext c;
+    MFVinyl fx(190, c.info);
+    fx.setParameter(MFVinyl::speedIndex, 0.0f);
+    EXPECT_EQ(fx.getPeriodSamples(), 88200); // "bar": four beats at 120 bpm
+    fx.setParameter(MFVinyl::speedIndex, 1.0f);
+    EXPECT_EQ(fx.getPeriodSamples(), int32_t(0.0052083f * 4.0f * 22050.0f)); // "1\128T"
+    fx.setParameter(MFVinyl::speedIndex, 4.0f / 15.0f);
+    EXPECT_EQ(fx.getPeriodSamples(), 22050); // "1\4"
+    EXPECT_FLOAT_EQ(fx.getLfoRate(), 2.0f);
+    c.changeTempo(60.0);
+    EXPECT_EQ(fx.getPeriodSamples(), 44100);
+}
+
+TEST(Vinyl, WobbleBendsThePitchAroundTheInputTone) {
+    TestContext c;
+    MFVinyl fx(190, c.info);
+    EffectDriver d(fx, gate);
+    fx.setParameter(MFVinyl::speedIndex, 4.0f / 15.0f); // 2 Hz wobble
+    fx.setParameter(MFVinyl::sizeIndex, 0.05f);         // about 385 samples of swing
+    auto l = signal::sine(1000.0, 44100.0, 44100 * 2, 0.5f);
+    auto r = l;
+    d.run(l, r);
+    double lo = 1e9, hi = 0.0;
+    for (std::size_t start = 8192; start + 1024 <= l.size(); start += 1024) {
+        const double f =
+            signal::dominantFrequency(l.data() + start, 1024, 44100.0, 500.0, 2000.0, 2.0);
+        lo = std::min(lo, f);
+        hi = std::max(hi, f);
+    }
+    // The delay's slope peaks near 2 pi * 2 Hz * 190 / 44100 * (shape) = several percent:
+    // the pitch must swing by tens of hertz both ways, yet stay near the tone.
+    EXPECT_LT(lo, 980.0);
+    EXPECT_GT(hi, 1020.0);
+    EXPECT_GT(lo, 700.0);
+    EXPECT_LT(hi, 1300.0);
+    EXPECT_LT(signal::peak(l.data(), l.size()), 0.51f);
+}
+
+TEST(Vinyl, GateAfterAPauseRestartsAtTheCrest) {
+    TestContext c;
+    MFVinyl fx(190, c.info);
+    fx.setParameter(gate, 0.0f);
+    fx.setParameter(gate, 1.0f);
+    EXPECT_FLOAT_EQ(fx.getPhase(), 0.25f);
+    std::vector<float> l(1000, 0.0f), r(1000, 0.0f);
+    fx.setMix(1.0f);
+    fx.controlTick();
+    fx.process(l.data(), r.data(), 1000);
+    const float running = fx.getPhase();
+    EXPECT_NE(running, 0.25f);
+    fx.setParameter(gate, 2.0f); // a touching zone does not restart the wobble
+    EXPECT_FLOAT_EQ(fx.getPhase(), running);
+}
+
+TEST(Vinyl, ExtremeSettingsRatesAndTemposStayFiniteAndInside) {
+    for (float rate : {176000.0f, 22050.0f, 48000.0f}) {
+        TestContext c(rate, 120.0);
+        MFVinyl fx(190, c.info);
+        EffectDriver d(fx, gate);
+        d.setRunPattern({64, 1, 31});
+        fx.setParameter(MFVinyl::sizeIndex, 1.0f);
+        d.onTick([&](int64_t t) {
+            if (t % 50 == 0) {
+                fx.setParameter(MFVinyl::speedIndex, float(t % 3) * 0.5f);
+                fx.setParameter(MFVinyl::slopeIndex, float(t % 2));
+                d.setMix(t % 400 < 300 ? 1.0f : 0.0f);
+            }
+            if (t % 500 == 250)
+                c.changeTempo(t % 1000 == 250 ? 499.0 : 45.0);
+        });
+        const auto input = signal::noise(4096, 11);
+        std::vector<float> l, r;
+        for (int k = 0; k < 40; ++k) {
+            l = input;
+            r = input;
+            d.run(l, r);
+            ASSERT_TRUE(signal::allFinite(l.data(), l.size()));
+            ASSERT_EQ(signal::denormalCount(l.data(), l.size()), 0u);
+            ASSERT_GE(fx.getLastDelay(), 1.0f);
+            ASSERT_LE(fx.getLastDelay(), float(fx.getLineLength()));
+        }
+        // A fall in rate with the depth at full size must not reach past the shorter line.
+        c.info.setSampleRate(rate == 22050.0f ? 176000.0f : 22050.0f);
+        fx.updateBuffers(false);
+        EXPECT_EQ(fx.getLineLength(), int32_t(c.info.rateRatio * 8000.0f));
+        EXPECT_LE(fx.getDepthTarget(), float(fx.getLineLength()));
+        d.setMix(1.0f);
+        for (int k = 0; k < 4; ++k) {
+            l = input;
+            r = input;
+            d.run(l, r);
+            ASSERT_TRUE(signal::allFinite(l.data(), l.size()));
+        }
+    }
+}
+
+TEST(Vinyl, NamesDefaultsAndDisplay) {
+    TestContext c;
+    MFVinyl fx(190, c.info);
+    EXPECT_STREQ(fx.getName(), "vinyl");
+    char text[64];
+    fx.getParameterName(0, text);
+    EXPECT_STREQ(text, "speed");
+    fx.getParameterName(2, text);
+    EXPECT_STREQ(text, "slope");
+    for (int i = 0; i < 4; ++i) {
+        fx.getParameterDisplay(i, 0.3f, text);
+        EXPECT_STREQ(text, "todo");
+    }
+    EXPECT_FLOAT_EQ(fx.getParameterDefault(0), 0.8499f);
+    EXPECT_FLOAT_EQ(fx.getParameterDefault(2), 0.9799f);
+    EXPECT_FLOAT_EQ(fx.getParameterDefault(3), 1.0f);
+    EXPECT_EQ(fx.getLineLength(), 8000);
+    EXPECT_EQ(fx.isEnabled(), 1);
+}
+
+} // namespace
+
+namespace {
+
+// Host block sizes must not change the sound; beyond float rounding means lost state.
+TEST(Vinyl, RaggedHostBlocksSoundTheSameAsWholeTicks) {
+    std::vector<float> outputs[2];
+    for (int variant = 0; variant < 2; ++variant) {
+        TestContext c;
+        MFVinyl fx(190, c.info);
+        EffectDriver d(fx, gate);
+        if (variant == 1)
+            d.setRunPattern({1, 7, 13, 64, 3});
+        d.onTick([&](int64_t t) {
+            d.setMix(t < 100 ? 0.0f : 0.8f);
+            if (t == 300)
+                fx.setParameter(MFVinyl::sizeIndex, 0.3f);
+        });
+        auto l = signal::noise(64 * 1000, 22);
+        auto r = l;
+        d.run(l, r);
+        outputs[variant] = l;
+    }
+    for (std::size_t i = 0; i < outputs[0].size(); ++i)
+        ASSERT_NEAR(outputs[0][i], outputs[1][i], 1e-5f) << i;
+}
+
+} // namespace

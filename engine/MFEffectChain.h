@@ -1,7 +1,10 @@
 #pragma once
 
 #include "effects/MFEffect.h"
+#include "effects/MFScratchLooper.h"
 #include "effects/MFSystemInfo.h"
+#include "effects/MFTapeFingerX.h"
+#include "effects/MFVinyl.h"
 
 #include <cstdint>
 
@@ -22,11 +25,11 @@ public:
 
     MFEffect xLoop;
     MFEffect loop;
-    MFEffect scratchLoop;
+    MFScratchLooper scratchLoop;
     MFEffect reverse;
     MFEffect stretch;
-    MFEffect vinyl;
-    MFEffect tapeStop;
+    MFVinyl vinyl;
+    MFTapeFingerX tapeStop;
     MFEffect tonalDelay;
     MFEffect stutter;
     MFEffect crush;

@@ -1,0 +1,29 @@
+#include "tools/single/SingleEffectFactory.h"
+
+#include "effects/MFScratchLooper.h"
+#include "effects/MFTapeFingerX.h"
+#include "effects/MFVinyl.h"
+
+#include <cstring>
+#include <iterator>
+
+namespace {
+template <typename Effect> std::unique_ptr<MFEffect> make(MFSystemInfo& context, int32_t id) {
+    return std::make_unique<Effect>(id, context);
+}
+
+const SingleEffectEntry entries[] = {
+    {"ScratchLoop", MFScratchLooper::gateIndex,
+     [](MFSystemInfo& c) { return make<MFScratchLooper>(c, 184); }},
+    {"Vinyl", MFVinyl::gateIndex, [](MFSystemInfo& c) { return make<MFVinyl>(c, 190); }},
+    {"TapeStop", MFTapeFingerX::gateIndex,
+     [](MFSystemInfo& c) { return make<MFTapeFingerX>(c, 180); }},
+};
+} // namespace
+
+const SingleEffectEntry* findSingleEffect(const char* name) {
+    for (const SingleEffectEntry& e : entries)
+        if (std::strcmp(e.name, name) == 0)
+            return &e;
+    return nullptr;
+}

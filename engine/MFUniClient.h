@@ -87,6 +87,7 @@ public:
     const float* getNoiseTable() const { return noiseTable; }
     bool isHostFXpansion() const { return hostIsFXpansion; }
     MFEffectChain& getChain() { return chain; }
+    const MFBufferRegistry& getBufferRegistry() const { return bufferRegistry; }
 
 protected:
     // One 64-sample control tick at sample index i of the current block.

@@ -322,3 +322,30 @@ TEST(BlockDriver, LoadHandshakeWaitsForTheBlockInFlight) {
 }
 
 } // namespace
+
+namespace {
+
+bool anyRegisteredSample(const MFBufferRegistry& registry) {
+    for (const auto& block : registry.blocks())
+        for (std::size_t k = 0; k < block.bytes / sizeof(float); ++k)
+            if (block.data[k] != 0.0f)
+                return true;
+    return false;
+}
+
+TEST(PluginObject, SuspendZeroesEverySampleBuffer) {
+    Rig rig;
+    MFUniClient& c = *rig.client;
+    // Open the vinyl stage directly so that its delay line fills with sound.
+    c.getChain().vinyl.setParameter(MFVinyl::gateIndex, 1.0f);
+    c.getChain().vinyl.setMix(1.0f);
+    std::vector<float> l(4096, 0.4f), r(4096, -0.3f), ol(4096), orr(4096);
+    for (int k = 0; k < 20; ++k)
+        rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 4096);
+    ASSERT_TRUE(anyRegisteredSample(c.getBufferRegistry())) << "nothing to clear: test is void";
+
+    c.dispatcher(effMainsChanged, 0, 0, nullptr, 0.0f);
+    EXPECT_FALSE(anyRegisteredSample(c.getBufferRegistry()));
+}
+
+} // namespace

@@ -210,7 +210,9 @@ void MFLooperX::process(float* left, float* right, int32_t count) {
         const float dryR = right[s] * walk.dry;
         float wetL;
         float wetR;
-        if (rate > 0.0f && float(i) >= float(length) - fadeLength) {
+        // With no crossfade the branch is skipped outright: a tempo change can put the read
+        // exactly on the new loop end, where the blend would divide zero by zero.
+        if (rate > 0.0f && fadeLength > 0.0f && float(i) >= float(length) - fadeLength) {
             const int32_t r = std::max(length - i, 0);
             const float x = (fadeLength - float(r)) / fadeLength;
             // After a tempo change the loop can briefly disagree with the bar; stay inside the

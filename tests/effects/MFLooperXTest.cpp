@@ -388,6 +388,27 @@ TEST(MFLooperX, TempoAndRateChangesKeepEverythingFiniteAndInBounds) {
     EXPECT_TRUE(signal::allFinite(left.data(), left.size()));
 }
 
+TEST(MFLooperX, FasterTempoThatCutsTheLoopUnderTheReadIsSilentlyAbsorbed) {
+    // A bar-long loop without crossfade; a slightly faster tempo shortens the bar to
+    // 87980 samples and the loop to 87979, right where the read position stands.
+    TestContext ctx;
+    MFLooperX fx(176, ctx.info);
+    plainLoop(fx);
+    fx.setParameter(MFLooperX::parameterSize, 1.0f);
+    EffectDriver drive(fx, gate);
+    drive.setGate(1.0f);
+    const int before = 87979;
+    std::vector<float> left(before + 20000, 0.3f), right(before + 20000, 0.3f);
+    drive.run(left.data(), right.data(), before);
+    ctx.changeTempo(120.3);
+    ASSERT_EQ(fx.getLoopLength(), 87979);
+    ASSERT_FLOAT_EQ(fx.getReadPosition(), 87979.0f);
+    drive.run(left.data() + before, right.data() + before, 20000);
+    EXPECT_TRUE(signal::allFinite(left.data(), left.size()));
+    // The steady input keeps sounding as a steady loop, within 1 %.
+    EXPECT_NEAR(left.back(), 0.3f, 0.003f);
+}
+
 TEST(MFLooperX, LongSilentRunsStayClearOfDenormals) {
     for (const float direction : {0.0001f, 1.0f}) {
         TestContext ctx;

@@ -324,18 +324,17 @@ TEST(MFLooperX2, TempoAndRateChangesKeepEverythingFiniteAndInBounds) {
         EXPECT_TRUE(signal::allFinite(right.data(), right.size()));
         EXPECT_LT(signal::peak(left.data(), left.size()), 3.0f);
     }
-    // The slowest bar at the highest rate, reached by a rate change and a tempo change:
-    // slices at four times the rate read past the recording, which must stay in bounds.
+    // A tempo change from the fastest to the slowest grows the buffers to fit the new bar
+    // exactly; bar-long slices at four times the rate then read past the recording,
+    // and those reads must stay inside the buffers.
     TestContext ctx(22050.0f, 499.0);
     MFLooperX2 fx(182, ctx.info);
-    ctx.info.setSampleRate(176000.0f);
     ctx.changeTempo(45.0);
-    fx.updateBuffers(false);
-    fx.setParameter(0, rowValue(8));
+    fx.setParameter(0, 1.0f);
     fx.setParameter(3, 1.0f);
     EffectDriver drive(fx, gate);
     drive.setGate(1.0f);
-    auto left = signal::noise(1200000, 5), right = left;
+    auto left = signal::noise(12 * 117600, 5), right = left;
     drive.run(left, right);
     EXPECT_EQ(fx.getRate(), 4.0f);
     EXPECT_TRUE(signal::allFinite(left.data(), left.size()));

@@ -52,14 +52,15 @@ public:
     float getReadPosition() const { return readPosition; }
     bool isActive() const { return active; }
     bool isCapturing() const { return capturing; }
-    // Tone filter state of the left channel, to prove it stays out of the denormal range.
+    // Tone filter state per channel, to prove it stays out of the denormal range.
     const mfdsp::MFStateVariableLowPass& toneLeft() const { return filterLeft; }
     const mfdsp::MFStateVariableLowPass& toneRight() const { return filterRight; }
 
 private:
     void applySize(float value);
     void computeDecayStep();
-    void sizeBuffers(int32_t takeBars2, int32_t historyBars2, int32_t tailBars2);
+    // Sizes in half bars, grown only.
+    void sizeBuffers(int32_t takeHalves, int32_t historyHalves, int32_t tailHalves);
 
     mfdsp::MFMixRamp ramp;
     mfdsp::MFStateVariableLowPass filterLeft;

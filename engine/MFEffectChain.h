@@ -1,6 +1,8 @@
 #pragma once
 
 #include "effects/MFEffect.h"
+#include "effects/MFLooperX.h"
+#include "effects/MFLooperX2.h"
 #include "effects/MFScratchLooper.h"
 #include "effects/MFSystemInfo.h"
 #include "effects/MFTapeFingerX.h"
@@ -23,8 +25,8 @@ public:
     MFEffect* const* all() { return order; }
     static constexpr int size = 15;
 
-    MFEffect xLoop;
-    MFEffect loop;
+    MFLooperX2 xLoop;
+    MFLooperX loop;
     MFScratchLooper scratchLoop;
     MFEffect reverse;
     MFEffect stretch;

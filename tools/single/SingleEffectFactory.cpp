@@ -1,5 +1,7 @@
 #include "tools/single/SingleEffectFactory.h"
 
+#include "effects/MFLooperX.h"
+#include "effects/MFLooperX2.h"
 #include "effects/MFScratchLooper.h"
 #include "effects/MFTapeFingerX.h"
 #include "effects/MFVinyl.h"
@@ -13,6 +15,8 @@ template <typename Effect> std::unique_ptr<MFEffect> make(MFSystemInfo& context,
 }
 
 const SingleEffectEntry entries[] = {
+    {"X-Loop", MFLooperX2::parameterGate, [](MFSystemInfo& c) { return make<MFLooperX2>(c, 182); }},
+    {"Loop", MFLooperX::parameterGate, [](MFSystemInfo& c) { return make<MFLooperX>(c, 176); }},
     {"ScratchLoop", MFScratchLooper::gateIndex,
      [](MFSystemInfo& c) { return make<MFScratchLooper>(c, 184); }},
     {"Vinyl", MFVinyl::gateIndex, [](MFSystemInfo& c) { return make<MFVinyl>(c, 190); }},

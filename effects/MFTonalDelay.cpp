@@ -117,8 +117,11 @@ void MFTonalDelay::reset() {
 
 void MFTonalDelay::updateBuffers(bool keepContents) {
     status = statusResizing;
-    if (!keepContents)
+    if (!keepContents) {
         reset();
+        // reset() returns the feedback to its starting value; the knob still says otherwise.
+        setParameter(parameterFeedback, parameters[parameterFeedback]);
+    }
     // The note's length follows the rate; the line itself does not.
     setParameter(parameterNote, parameters[parameterNote]);
     status = statusIdle;

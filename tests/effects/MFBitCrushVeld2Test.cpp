@@ -71,6 +71,10 @@ TEST(BitCrush, HoldTimeIsTheSameAt44And96kHz) {
     EXPECT_FLOAT_EQ(crush.getRateStep(), 79 * 0.0125f);
     crush.setParameter(1, 1.0f);
     EXPECT_FLOAT_EQ(crush.getRateStep(), 1.0f);
+    // A later change of rate re-scales the step the knob already gave.
+    c.info.setSampleRate(88200.0f);
+    crush.updateBuffers(false);
+    EXPECT_FLOAT_EQ(crush.getRateStep(), 0.5f);
 }
 
 // At full rate and the finest word the stage is transparent to within the quantum.

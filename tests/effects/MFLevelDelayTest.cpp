@@ -190,6 +190,23 @@ TEST(LevelDelay, TempoSwingsAndHotFeedbackStayInBoundsFiniteAndQuiet) {
         EXPECT_LE(signal::peak(r.data() + 64, n - 64), 1.0f);
         EXPECT_EQ(signal::denormalCount(l.data(), n), 0u);
         EXPECT_EQ(signal::denormalCount(r.data(), n), 0u);
+        // After the swings the echo follows the tempo in force: one beat at 90 bpm.
+        c.changeTempo(90.0);
+        d.setParameter(0, 1.0f - 11.0f / 15.0f);
+        d.setParameter(1, 0.0f);
+        d.setParameter(2, 0.0f);
+        driver.onTick(nullptr);
+        // A closed mix for a bar flushes the ringing tail out of the lines.
+        driver.setMix(0.0f);
+        std::vector<float> settle(std::size_t(d.getLineLength()) + 256, 0.0f), settleR = settle;
+        driver.run(settle, settleR);
+        driver.setMix(1.0f);
+        driver.run(settle.data(), settleR.data(), 256);
+        const std::size_t beat = std::size_t(rate * 60.0f / 90.0f);
+        std::vector<float> el(beat + 500, 0.0f), er(beat + 500, 0.0f);
+        el[5] = 0.5f;
+        driver.run(el, er);
+        EXPECT_NEAR(double(peakIndex(el, 6)) - 5.0, double(rate) * 60.0 / 90.0, 1.0) << rate;
         const std::size_t line = d.getLine(0).getSize();
         EXPECT_EQ(signal::denormalCount(d.getLine(0).data(), line), 0u);
         EXPECT_GE(line, std::size_t(4.0f * c.info.samplesPerBeat + 65.0f));

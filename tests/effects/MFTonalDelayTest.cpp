@@ -157,11 +157,13 @@ TEST(TonalDelay, ClosedMixPassesInputUntouched) {
     TestContext c;
     MFTonalDelay d(id, c.info);
     combOnly(d, 50, 0.9f);
-    d.setParameter(4, 1.0f);
+    d.setParameter(4, 0.4f);
     d.gateOn();
     EffectDriver driver(d, -1);
     std::vector<float> l = signal::noise(4096, 4), r = l;
     driver.run(l, r);
+    // The level returns to 1 as the envelope closes; its ramp must land on exactly 1.
+    d.setParameter(4, 1.0f);
     driver.setMix(0.0f);
     std::vector<float> fade(256, 0.0f), fadeR(256, 0.0f);
     driver.run(fade, fadeR);

@@ -24,11 +24,8 @@ void MFBitCrushVeld2::setParameter(int32_t index, float value) {
     switch (index) {
     case parameterBit: {
         parameters[index] = value;
-        const float q = std::clamp(value * 0.125f, 1e-06f, 1.0f);
-        quantum = q;
-        // The held outputs follow a new word length at once, not at the next hold.
-        outLeft = float(int64_t(heldLeft / q)) * q;
-        outRight = float(int64_t(heldRight / q)) * q;
+        // The held outputs take the new word length at the next run, in process().
+        quantum = std::clamp(value * 0.125f, 1e-06f, 1.0f);
         break;
     }
     case parameterRate: {
@@ -71,10 +68,19 @@ void MFBitCrushVeld2::controlTick() {
     distortRamp.tick(distortTarget, context.controlBlockRecip);
 }
 
+void MFBitCrushVeld2::requantise(float q) {
+    appliedQuantum = q;
+    outLeft = float(int64_t(heldLeft / q)) * q;
+    outRight = float(int64_t(heldRight / q)) * q;
+}
+
 void MFBitCrushVeld2::process(float* left, float* right, int32_t count) {
+    const float q = quantum;
+    // A new word length applies to the held outputs at once, not at the next hold.
+    if (q != appliedQuantum)
+        requantise(q);
     if (mixTarget == 0.0f && mixRamp.step == 0.0f)
         return;
-    const float q = quantum;
     const float step = rateStep;
     for (int32_t k = 0; k < count; ++k) {
         mixRamp.current += mixRamp.step;

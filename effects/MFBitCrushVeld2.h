@@ -45,9 +45,13 @@ private:
     mfdsp::MFMixRamp distortRamp;
     MFRelaxed<float> quantum = 1e-06f;
     MFRelaxed<float> rateStep = 1.0f;
-    float rateRecip = 1.0f;
+    MFRelaxed<float> rateRecip = 1.0f;
+    // The quantum the held outputs were last quantised with (audio thread only).
+    float appliedQuantum = 1e-06f;
     float ratePhase = 0.0f;
     int32_t lastIndex = 0;
     float heldLeft = 0.0f, heldRight = 0.0f;
     float outLeft = 0.0f, outRight = 0.0f;
+
+    void requantise(float q);
 };

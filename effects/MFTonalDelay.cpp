@@ -50,7 +50,7 @@ void MFTonalDelay::setParameter(int32_t index, float value) {
         const int32_t samples = int32_t(context.sampleRate / context.noteFrequency[note]);
         delaySamples = samples;
         if (glide == 0) {
-            float p = float(writeIndex - samples);
+            float p = float(int32_t(writeIndex) - samples);
             while (p < 0.0f)
                 p += float(lineLength);
             readPosition = p;
@@ -74,9 +74,8 @@ void MFTonalDelay::setParameter(int32_t index, float value) {
         break;
     case parameterCutoff:
         parameters[index] = value;
+        // The filters take it over in process(), on the audio thread.
         filterCoefficient = value * value * value * value;
-        filterLeft.frequency = filterCoefficient;
-        filterRight.frequency = filterCoefficient;
         break;
     case parameterLevel:
         parameters[index] = value;
@@ -176,6 +175,9 @@ void MFTonalDelay::process(float* left, float* right, int32_t count) {
     const float rate = readRate;
     const float length = float(lineLength);
     float position = readPosition;
+    int32_t write = writeIndex;
+    filterLeft.frequency = filterCoefficient;
+    filterRight.frequency = filterCoefficient;
     float wet = wetRamp.current;
     float dry = dryRamp.current;
     for (int32_t k = 0; k < count; ++k) {
@@ -183,8 +185,8 @@ void MFTonalDelay::process(float* left, float* right, int32_t count) {
         dry += dryRamp.step;
         while (position >= length)
             position -= length;
-        while (writeIndex >= lineLength)
-            writeIndex -= lineLength;
+        while (write >= lineLength)
+            write -= lineLength;
         const int32_t i = int32_t(position);
         const float f = position - float(i);
         int32_t j = i + 1;
@@ -195,9 +197,9 @@ void MFTonalDelay::process(float* left, float* right, int32_t count) {
         const float inL = left[k];
         const float inR = right[k];
         // The wet gain sits inside the loop: a closing mix also shuts the ring.
-        bufL[writeIndex] = wet * (inL + mfdsp::denormalGuard + fb * a);
-        bufR[writeIndex] = wet * (inR + mfdsp::denormalGuard + fb * b);
-        ++writeIndex;
+        bufL[write] = wet * (inL + mfdsp::denormalGuard + fb * a);
+        bufR[write] = wet * (inR + mfdsp::denormalGuard + fb * b);
+        ++write;
         const float l = float(filterLeft.run(a)) * wet;
         const float r = float(filterRight.run(b)) * wet;
         left[k] = straight * l + cross * r + inL * dry;
@@ -205,6 +207,7 @@ void MFTonalDelay::process(float* left, float* right, int32_t count) {
         position += rate;
     }
     readPosition = position;
+    writeIndex = write;
     wetRamp.current = wet;
     dryRamp.current = dry;
     for (int32_t k = 0; k < count; ++k) {

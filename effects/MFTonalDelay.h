@@ -45,7 +45,8 @@ private:
     MFRelaxed<float> wetTarget = 0.0f;
     MFRelaxed<float> dryTarget = 1.0f;
     MFRelaxed<int32_t> delaySamples = 1;
-    int32_t writeIndex = 0;
+    // Moved by the audio thread, read by a note change from any thread.
+    MFRelaxed<int32_t> writeIndex = 0;
     MFRelaxed<int32_t> glide = 1;
     MFRelaxed<float> crossGain = 0.0f;
     MFRelaxed<float> straightGain = 1.0f;

@@ -182,3 +182,23 @@ TEST(BitCrush, ExtremeSettingsStayFiniteBoundedAndDenormalFree) {
 }
 
 } // namespace
+
+namespace {
+
+// A new word length reaches the held sample at once: in the middle of an 80-sample
+// hold the output drops from 0.3 to its 1/8 step 0.25 on the very next sample.
+TEST(BitCrush, NewWordLengthAppliesInsideAHold) {
+    TestContext c;
+    MFBitCrushVeld2 crush(id, c.info);
+    crush.setParameter(1, 0.0f); // one new sample every 80
+    EffectDriver driver(crush, -1);
+    std::vector<float> l(300, 0.3f), r(300, 0.3f);
+    driver.run(l, r);
+    EXPECT_NEAR(l[299], 0.3f, 1.01e-6f);
+    crush.setParameter(0, 1.0f);
+    float a = 0.3f, b = 0.3f;
+    driver.run(&a, &b, 1);
+    EXPECT_EQ(a, 0.25f);
+}
+
+} // namespace

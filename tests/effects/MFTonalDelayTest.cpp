@@ -61,7 +61,7 @@ TEST(TonalDelay, NoteTableNamesAndDisplays) {
     EXPECT_EQ(d.getDelaySamples(), int32_t(44100.0f / c.info.noteFrequency[96]));
 }
 
-// An impulse into the comb rings at the note: the spectral peak near the note's pitch
+// An impulse into the comb rings at the note: the strongest frequency near the note's pitch
 // lies within the error that a whole-sample delay allows (at most one sample of the
 // period, plus the search resolution), and the comb's notch half way to the second
 // harmonic is far below it.

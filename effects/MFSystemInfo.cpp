@@ -3,12 +3,15 @@
 #include "effects/MFBPMChangeInterface.h"
 
 #include <algorithm>
+#include <cmath>
 
 MFSystemInfo::MFSystemInfo(MFBufferRegistry& registry,
                            std::vector<MFBPMChangeInterface*>& listeners)
     : bufferRegistry(registry), tempoListeners(listeners) {
     tempoListeners.reserve(16);
     initObjects.reserve(64);
+    for (int note = 0; note < noteCount; ++note)
+        noteFrequency[note] = float(440.0 * std::pow(2.0, (note - 69) / 12.0));
 }
 
 bool MFSystemInfo::setSampleRate(float rate) {

@@ -62,6 +62,11 @@ public:
     MFRelaxed<float> randomLow = 0.0f;
     MFRelaxed<float> randomHigh = 1.0f;
 
+    // Pitch of each MIDI note 0..127 in Hz, equal temperament with A4 (note 69) at 440 Hz;
+    // the Tonal-Delay tunes its comb from it.
+    static constexpr int noteCount = 128;
+    float noteFrequency[noteCount] = {};
+
 private:
     void deriveFromRate(float rate);
 };

@@ -1,0 +1,212 @@
+#include "effects/MFLevelDelay.h"
+
+#include "platform/MFDebugOutput.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace {
+// A step below half a float step of the value never moves it, and the ramp would
+// then hang a hair off its target forever (0.999999 instead of unity, which keeps
+// the early exits shut). Such a ramp lands on its target.
+template <typename Ramp> void landIfStuck(Ramp& ramp, float target) {
+    if (ramp.step != 0.0f && ramp.value + ramp.step == ramp.value) {
+        ramp.value = target;
+        ramp.step = 0.0f;
+    }
+}
+constexpr float blockSize = 64.0f;
+constexpr float snapBound = 1e-8f;
+
+// Soft saturation of the feedback path. Beyond |x| = 4 the curve would fold back
+// and grow without limit, so the input is held there: a hot input cannot run away.
+inline float saturate(float x) {
+    x = std::clamp(x, -4.0f, 4.0f);
+    return x * (1.0f - std::fabs(x) * 0.25f);
+}
+} // namespace
+
+MFLevelDelay::MFLevelDelay(int32_t effectId, MFSystemInfo& ctx, const MFDivisionSet* d)
+    : MFEffect(effectId, ctx, parameterTotal, d), lineLeft(&ctx.bufferRegistry),
+      lineRight(&ctx.bufferRegistry) {
+    setName("Delay");
+    setParameterName(parameterTime, "Time_Le");
+    setParameterName(parameterDiffusion, "diff");
+    setParameterName(parameterFeedback, "Feedbac");
+    setParameterName(parameterWidth, "width");
+    setParameterName(parameterDry, "dry level");
+    setParameterDefault(parameterTime, 0.0f);
+    setParameterDefault(parameterDiffusion, 0.2699f);
+    setParameterDefault(parameterFeedback, 0.1499f);
+    setParameterDefault(parameterWidth, 0.7198f);
+    setParameterDefault(parameterDry, 1.0f);
+    wet.value = 0.0f;
+    dry.value = 1.0f;
+    updateBuffers(false);
+    lineLeft.clear();
+    lineRight.clear();
+    listenToTempo(this);
+    applyDefaults();
+    // Start at the default times rather than gliding up from zero on the first zone.
+    for (TimeGlide* g : {&leftTime, &rightTime}) {
+        g->current = g->latch = g->target;
+        g->sample.value = g->target;
+    }
+}
+
+MFLevelDelay::~MFLevelDelay() {
+    stopListeningToTempo(this);
+}
+
+void MFLevelDelay::updateTargets() {
+    const float v = parameters[parameterTime];
+    const float t = 1.0f - v;
+    const int32_t timeIndex = std::clamp(int32_t(t * 15.0f + 0.5f), 0, timeCount - 1);
+    spreadRest = 1.0f - v * 0.9f;
+    const float target = context.samplesPerBeat / divisionsPerBeat[timeIndex];
+    leftTime.target = target;
+    // A fixed number of samples, not scaled by the rate; long delays get more.
+    rightTime.target = target + widthValue * blockSize * spreadRest;
+}
+
+void MFLevelDelay::setParameter(int32_t index, float value) {
+    switch (index) {
+    case parameterTime:
+        parameters[index] = value;
+        updateTargets();
+        break;
+    case parameterDiffusion:
+        parameters[index] = value;
+        crossFeed = value * 0.19f;
+        break;
+    case parameterFeedback:
+        parameters[index] = value;
+        selfFeed = value * 0.79f;
+        break;
+    case parameterWidth:
+        parameters[index] = value;
+        widthValue = value;
+        updateTargets();
+        break;
+    case parameterDry:
+        parameters[index] = value;
+        dryTarget = value;
+        break;
+    default:
+        mfDebugOutput("unknown parameter called in MFLevelDelay");
+        break;
+    }
+}
+
+void MFLevelDelay::setMix(float value) {
+    mix = value;
+    wetTarget = value;
+}
+
+void MFLevelDelay::updateBuffers(bool) {
+    status = statusResizing;
+    lineLength = int32_t(4.0f * context.samplesPerBeat + 65.0f);
+    if (lineLength <= 0) {
+        status = statusUnusable;
+        return;
+    }
+    lineLeft.setSize(uint32_t(lineLength) + 1);
+    lineRight.setSize(uint32_t(lineLength) + 1);
+    if (writeIndex >= lineLength)
+        writeIndex = 0;
+    status = statusIdle;
+}
+
+void MFLevelDelay::bpmChanged() {
+    updateBuffers(true);
+    setParameter(parameterTime, parameters[parameterTime]);
+    setParameter(parameterWidth, parameters[parameterWidth]);
+}
+
+void MFLevelDelay::TimeGlide::tick(float ticksPerMs, float blockRecip) {
+    const float t = target;
+    if (t != latch) {
+        latch = t;
+        ticks = glideMs * ticksPerMs;
+        glide = (0.0f - (t - current)) / ticks;
+    }
+    if (current != latch) {
+        current -= glide;
+        ticks -= 1.0f;
+        if (ticks <= 0.0f) {
+            current = latch;
+            glide = 0.0f;
+        }
+    }
+    sample.tick(current, blockRecip, snapBound);
+}
+
+void MFLevelDelay::controlTick() {
+    const float recip = context.controlBlockRecip;
+    leftTime.tick(context.ticksPerMs, recip);
+    rightTime.tick(context.ticksPerMs, recip);
+    wet.tick(wetTarget, recip, snapBound);
+    const float dryGoal = dryTarget;
+    dry.tick(dryGoal, recip, snapBound);
+    landIfStuck(dry, dryGoal);
+}
+
+float MFLevelDelay::readLine(const float* line, float position) const {
+    const int32_t i = int32_t(position);
+    const float f = position - float(i);
+    int32_t j = i + 1;
+    if (j >= lineLength)
+        j -= lineLength;
+    return (line[j] - line[i]) * f + line[i];
+}
+
+void MFLevelDelay::process(float* left, float* right, int32_t count) {
+    if (status != statusIdle)
+        return;
+    float* const bufL = lineLeft.data();
+    float* const bufR = lineRight.data();
+    if (wet.value <= 0.0f && wet.step <= 0.0f && dry.value == 1.0f && dry.step == 0.0f) {
+        // Silent lines, so a zone that opens later starts without old echoes.
+        for (int32_t k = 0; k < count; ++k) {
+            bufL[writeIndex] = 0.0f;
+            bufR[writeIndex] = 0.0f;
+            if (++writeIndex >= lineLength)
+                writeIndex = 0;
+        }
+        return;
+    }
+    const float self = selfFeed;
+    const float cross = crossFeed;
+    const float length = float(lineLength);
+    for (int32_t k = 0; k < count; ++k) {
+        const float timeL = leftTime.sample.next();
+        const float w = wet.next();
+        const float d = dry.next();
+        const float timeR = rightTime.sample.next();
+        const float l = left[k];
+        const float r = right[k];
+
+        bufR[writeIndex] = saturate(r + self * outRight + cross * outLeft) + mfdsp::denormalGuard;
+        // A glide after a tempo rise can still ask for more than the shorter line.
+        float position = float(writeIndex) - timeR;
+        while (position <= -1.0f)
+            position += length;
+        outRight = readLine(bufR, position < 0.0f ? 0.0f : position);
+
+        bufL[writeIndex] = saturate(l + self * outLeft + cross * outRight) + mfdsp::denormalGuard;
+        position = float(writeIndex) - timeL;
+        while (position <= -1.0f)
+            position += length;
+        outLeft = readLine(bufL, position < 0.0f ? 0.0f : position);
+
+        if (++writeIndex >= lineLength)
+            writeIndex = 0;
+        left[k] = outLeft * w + d * l;
+        right[k] = outRight * w + d * r;
+    }
+}
+
+void MFLevelDelay::getParameterDisplay(int32_t, float, char* text) {
+    std::strcpy(text, "todo");
+}

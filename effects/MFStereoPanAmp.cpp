@@ -1,0 +1,60 @@
+#include "effects/MFStereoPanAmp.h"
+
+namespace {
+// A step below half a float step of the value never moves it, and the ramp would
+// then hang a hair off its target forever (0.999999 instead of unity, which keeps
+// the early exits shut). Such a ramp lands on its target.
+template <typename Ramp> void landIfStuck(Ramp& ramp, float target) {
+    if (ramp.step != 0.0f && ramp.current + ramp.step == ramp.current) {
+        ramp.current = target;
+        ramp.step = 0.0f;
+    }
+}
+// Multiplies one channel along its ramp; a resting unity gain skips the channel.
+void applyRamp(mfdsp::MFMixRamp& ramp, float* x, int32_t count) {
+    if (ramp.current == 1.0f && ramp.step == 0.0f)
+        return;
+    float g = ramp.current;
+    const float step = ramp.step;
+    for (int32_t k = 0; k < count; ++k) {
+        g += step;
+        x[k] *= g;
+    }
+    ramp.current = g;
+}
+} // namespace
+
+MFStereoPanAmp::MFStereoPanAmp(int32_t effectId, MFSystemInfo& ctx, const MFDivisionSet* d)
+    : MFEffect(effectId, ctx, parameterTotal, d) {
+    setName("StereoPanAmp");
+    setParameterName(parameterLeft, "L");
+    setParameterName(parameterRight, "R");
+    // A quarter of the range is unity gain.
+    setParameterDefault(parameterLeft, 1.0f / gainRange);
+    setParameterDefault(parameterRight, 1.0f / gainRange);
+    applyDefaults();
+}
+
+void MFStereoPanAmp::setParameter(int32_t index, float value) {
+    if (index == parameterLeft) {
+        parameters[parameterLeft] = value;
+        leftTarget = value * gainRange;
+    } else {
+        if (validIndex(index))
+            parameters[index] = value;
+        rightTarget = value * gainRange;
+    }
+}
+
+void MFStereoPanAmp::controlTick() {
+    const float left = leftTarget, right = rightTarget;
+    leftRamp.tick(left, context.controlBlockRecip);
+    rightRamp.tick(right, context.controlBlockRecip);
+    landIfStuck(leftRamp, left);
+    landIfStuck(rightRamp, right);
+}
+
+void MFStereoPanAmp::process(float* left, float* right, int32_t count) {
+    applyRamp(leftRamp, left, count);
+    applyRamp(rightRamp, right, count);
+}

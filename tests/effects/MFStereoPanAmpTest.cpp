@@ -1,0 +1,96 @@
+#include <cstring>
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "effects/MFStereoPanAmp.h"
+#include "support/EffectHarness.h"
+#include "support/SignalMeasure.h"
+
+namespace {
+
+constexpr int32_t id = 183;
+
+TEST(StereoPanAmp, NamesAndDefaultsGiveUnityGain) {
+    TestContext c;
+    MFStereoPanAmp amp(id, c.info);
+    EXPECT_STREQ(amp.getName(), "StereoPanAmp");
+    char text[64];
+    amp.getParameterName(0, text);
+    EXPECT_STREQ(text, "L");
+    amp.getParameterName(1, text);
+    EXPECT_STREQ(text, "R");
+    amp.getParameterName(2, text);
+    EXPECT_STREQ(text, "unused");
+    EXPECT_EQ(amp.getLeftGain(), 1.0f);
+    EXPECT_EQ(amp.getRightGain(), 1.0f);
+    EXPECT_EQ(amp.isEnabled(), 1);
+}
+
+// Unity must be bit-identical, also after a ramp away and back has settled: the
+// stage may not even multiply by 1.0 (which would still be exact) nor leave 0.99999.
+TEST(StereoPanAmp, UnityGainLeavesSamplesBitIdenticalEvenAfterRampBack) {
+    TestContext c;
+    MFStereoPanAmp amp(id, c.info);
+    EffectDriver driver(amp, -1);
+    driver.setRunPattern({7, 1, 64, 13});
+    std::vector<float> l = signal::noise(4096, 3), r = signal::noise(4096, 4);
+    std::vector<float> l0 = l, r0 = r;
+    driver.run(l, r);
+    EXPECT_EQ(0, std::memcmp(l.data(), l0.data(), l.size() * sizeof(float)));
+    EXPECT_EQ(0, std::memcmp(r.data(), r0.data(), r.size() * sizeof(float)));
+
+    amp.setParameter(0, 0.3f); // gain 1.2
+    amp.setParameter(1, 0.1f); // gain 0.4
+    driver.run(l, r);
+    amp.setParameter(0, 0.25f);
+    amp.setParameter(1, 0.25f);
+    driver.run(l, r); // ramps back and snaps onto exactly 1
+    EXPECT_EQ(amp.getLeftGain(), 1.0f);
+    EXPECT_EQ(amp.getRightGain(), 1.0f);
+    l = l0;
+    r = r0;
+    driver.run(l, r);
+    EXPECT_EQ(0, std::memcmp(l.data(), l0.data(), l.size() * sizeof(float)));
+    EXPECT_EQ(0, std::memcmp(r.data(), r0.data(), r.size() * sizeof(float)));
+}
+
+// A change of gain ramps over one 64-sample tick, the first sample already one step
+// on; the untouched channel keeps its samples exactly.
+TEST(StereoPanAmp, RampReachesTargetInOneTickStartingOneStepIn) {
+    TestContext c;
+    MFStereoPanAmp amp(id, c.info);
+    EffectDriver driver(amp, -1);
+    amp.setParameter(0, 0.5f); // gain 2
+    std::vector<float> l(128, 0.5f), r(128, 0.5f);
+    driver.run(l, r);
+    const float step = (2.0f - 1.0f) / 64.0f;
+    EXPECT_FLOAT_EQ(l[0], 0.5f * (1.0f + step));
+    EXPECT_FLOAT_EQ(l[31], 0.5f * (1.0f + 32.0f * step));
+    EXPECT_NEAR(l[63], 1.0f, 1e-5f);
+    EXPECT_NEAR(l[127], 1.0f, 1e-5f);
+    for (float x : r)
+        ASSERT_EQ(x, 0.5f);
+}
+
+TEST(StereoPanAmp, AnyIndexOtherThanZeroSetsTheRightGain) {
+    TestContext c;
+    MFStereoPanAmp amp(id, c.info);
+    amp.setParameter(7, 0.0f);
+    amp.controlTick();
+    float l = 1.0f, r = 1.0f;
+    for (int i = 0; i < 64; ++i) {
+        l = r = 1.0f;
+        amp.process(&l, &r, 1);
+    }
+    EXPECT_EQ(l, 1.0f);
+    EXPECT_NEAR(r, 0.0f, 1e-6f);
+    amp.setLeftGain(0.5f);
+    amp.controlTick();
+    for (int i = 0; i < 64; ++i) {
+        l = 1.0f;
+        amp.process(&l, &r, 1);
+    }
+    EXPECT_NEAR(l, 0.5f, 1e-6f);
+}
+
+} // namespace

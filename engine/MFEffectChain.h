@@ -1,11 +1,15 @@
 #pragma once
 
+#include "effects/MFBitCrushVeld2.h"
 #include "effects/MFEffect.h"
+#include "effects/MFLevelDelay.h"
 #include "effects/MFLooperX.h"
 #include "effects/MFLooperX2.h"
 #include "effects/MFScratchLooper.h"
+#include "effects/MFStereoPanAmp.h"
 #include "effects/MFSystemInfo.h"
 #include "effects/MFTapeFingerX.h"
+#include "effects/MFTonalDelay.h"
 #include "effects/MFVinyl.h"
 
 #include <cstdint>
@@ -32,13 +36,13 @@ public:
     MFEffect stretch;
     MFVinyl vinyl;
     MFTapeFingerX tapeStop;
-    MFEffect tonalDelay;
-    MFEffect stutter;
-    MFEffect crush;
+    MFTonalDelay tonalDelay;
+    MFStereoPanAmp stutter;
+    MFBitCrushVeld2 crush;
     MFEffect filter;
     MFEffect phaser;
     MFEffect chorus;
-    MFEffect delay;
+    MFLevelDelay delay;
     MFEffect reverb;
 
 private:

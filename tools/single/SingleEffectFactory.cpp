@@ -1,9 +1,13 @@
 #include "tools/single/SingleEffectFactory.h"
 
+#include "effects/MFBitCrushVeld2.h"
+#include "effects/MFLevelDelay.h"
 #include "effects/MFLooperX.h"
 #include "effects/MFLooperX2.h"
 #include "effects/MFScratchLooper.h"
+#include "effects/MFStereoPanAmp.h"
 #include "effects/MFTapeFingerX.h"
+#include "effects/MFTonalDelay.h"
 #include "effects/MFVinyl.h"
 
 #include <cstring>
@@ -22,6 +26,10 @@ const SingleEffectEntry entries[] = {
     {"Vinyl", MFVinyl::gateIndex, [](MFSystemInfo& c) { return make<MFVinyl>(c, 190); }},
     {"TapeStop", MFTapeFingerX::gateIndex,
      [](MFSystemInfo& c) { return make<MFTapeFingerX>(c, 180); }},
+    {"Tonal-Delay", -1, [](MFSystemInfo& c) { return make<MFTonalDelay>(c, 188); }},
+    {"Stutter", -1, [](MFSystemInfo& c) { return make<MFStereoPanAmp>(c, 183); }},
+    {"Crush", -1, [](MFSystemInfo& c) { return make<MFBitCrushVeld2>(c, 187); }},
+    {"Delay", -1, [](MFSystemInfo& c) { return make<MFLevelDelay>(c, 189); }},
 };
 } // namespace
 

@@ -30,8 +30,8 @@ MFBeatStretcher::MFBeatStretcher(int32_t effectId, MFSystemInfo& ctx,
     captureLength = int32_t(context.samplesPerBeat * 8.0f);
     captureLeft.setSize(uint32_t(captureSamples()));
     captureRight.setSize(uint32_t(captureSamples()));
-    ringLeft.setSize(uint32_t(prerollLength > 1 ? prerollLength : 1));
-    ringRight.setSize(uint32_t(prerollLength > 1 ? prerollLength : 1));
+    ringLeft.setSize(uint32_t(ringSamples()));
+    ringRight.setSize(uint32_t(ringSamples()));
     wetLeft.setSize(subBlock);
     wetRight.setSize(subBlock);
     captureLeft.clear();
@@ -57,6 +57,11 @@ MFBeatStretcher::~MFBeatStretcher() {
 
 int32_t MFBeatStretcher::captureSamples() const {
     const int32_t samples = int32_t(float(prerollLength) + context.samplesPerBeat * 12.0f);
+    return samples > 1 ? samples : 1;
+}
+
+int32_t MFBeatStretcher::ringSamples() const {
+    const int32_t samples = prerollLength;
     return samples > 1 ? samples : 1;
 }
 
@@ -150,10 +155,11 @@ void MFBeatStretcher::process(float* left, float* right, int32_t count) {
                 capturing = false;
         }
     }
+    const int32_t ringSize = prerollLength;
     for (int32_t i = 0; i < n; ++i) {
         ringLeft[uint32_t(ringWrite)] = left[i];
         ringRight[uint32_t(ringWrite)] = right[i];
-        if (++ringWrite >= prerollLength)
+        if (++ringWrite >= ringSize)
             ringWrite = 0;
     }
     if (!active)
@@ -267,8 +273,8 @@ void MFBeatStretcher::updateBuffers(bool keepContents) {
     prerollLength = newPreroll;
     captureLeft.setSize(uint32_t(captureSamples()));
     captureRight.setSize(uint32_t(captureSamples()));
-    ringLeft.setSize(uint32_t(prerollLength > 1 ? prerollLength : 1));
-    ringRight.setSize(uint32_t(prerollLength > 1 ? prerollLength : 1));
+    ringLeft.setSize(uint32_t(ringSamples()));
+    ringRight.setSize(uint32_t(ringSamples()));
     if (!keepContents) {
         captureLeft.clear();
         captureRight.clear();

@@ -68,9 +68,11 @@ private:
 
     void latchGrain();
     int32_t captureSamples() const;
+    int32_t ringSamples() const;
 
     mfdsp::MFMixRamp ramp;
-    int32_t prerollLength = 0;
+    // Read by setParameter on the parameter thread to map the grain size.
+    MFRelaxed<int32_t> prerollLength = 0;
     int32_t captureLength = 0;
     MFAlignedArray captureLeft;
     MFAlignedArray captureRight;

@@ -143,7 +143,8 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
     mfdsp::MFEqualPowerWalk walk;
     walk.begin(ramp, n);
 
-    const float size = float(grainSize);
+    int32_t currentSize = grainSize;
+    const float size = float(currentSize);
     const float half = 0.5f * size * grainFade;
     const float inverse = half > 0.0f ? 1.0f / half : 0.0f;
     const int32_t flatEnd = int32_t(size - half);
@@ -172,11 +173,12 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
         right[i] = right[i] * walk.dry + ringR[readIndex] * amount;
 
         grainPosition = p + 1;
-        if (grainPosition >= grainSize) {
+        if (grainPosition >= currentSize) {
             grainPosition = 0;
             if (sizePending != 0) {
                 // A new size restarts the reversal from the present sample.
-                grainSize = pendingSize;
+                currentSize = pendingSize;
+                grainSize = currentSize;
                 readIndex = ringWrite - n + i;
                 while (readIndex < 0)
                     readIndex += ringLength;
@@ -184,7 +186,7 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
             } else {
                 // One grain back to where this grain began and one forward, so the
                 // grains keep up with time.
-                readIndex = int32_t((int64_t(readIndex) + 2 * int64_t(grainSize)) % ringLength);
+                readIndex = int32_t((int64_t(readIndex) + 2 * int64_t(currentSize)) % ringLength);
             }
             if (gainRestart)
                 repeatGain = 1.0f;

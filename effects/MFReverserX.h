@@ -53,7 +53,8 @@ private:
     int32_t ringWrite = 0;
     int32_t readIndex = 0;
     int32_t grainPosition = 0;
-    int32_t grainSize = 100;
+    // Read by setParameter on the parameter thread to decide whether a size is new.
+    MFRelaxed<int32_t> grainSize = 100;
     MFRelaxed<int32_t> pendingSize = 100;
     MFRelaxed<int32_t> sizePending = 0;
     bool gainRestart = false;

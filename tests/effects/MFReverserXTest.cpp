@@ -222,6 +222,20 @@ TEST(MFReverserX, DecayFadesRepeatsAndARetriggerRestoresThemAtTheGrainEnd) {
     EXPECT_NEAR(rig.outL[open + 5512 + 992], 0.5f, 0.01f);
 }
 
+TEST(MFReverserX, TempoChangeRecomputesTheSizeInSamples) {
+    TestContext ctx(44100.0f, 120.0);
+    MFReverserX fx(181, ctx.info);
+    const MFDivisionTable& table = MFDivisionSet::noteValues().table(0);
+    fx.setParameter(0, sizeFor(table, 4)); // a quarter of a bar
+    EXPECT_EQ(fx.getPendingSize(), 22050);
+    ctx.changeTempo(60.0);
+    // Twice as slow: a quarter bar is twice as many samples, and the ring a bar.
+    EXPECT_EQ(fx.getPendingSize(), 44100);
+    EXPECT_EQ(fx.getRingLength(), 176400);
+    fx.setParameter(gate, 1.0f);
+    EXPECT_EQ(fx.getGrainSize(), 44100);
+}
+
 TEST(MFReverserX, ClosedGateLeavesTheSignalUntouched) {
     Rig rig;
     const std::vector<float> input = signal::noise(20000, 3);

@@ -236,18 +236,4 @@ TEST(MFBeatStretcher, TempoAndRateSweepsStayFiniteAndInsideTheCapture) {
     }
 }
 
-TEST(MFBeatStretcher, ResetStopsPlayingAndKeepsNothingRunning) {
-    Rig rig;
-    rig.play(signal::noise(20000, 2), 6400);
-    ASSERT_TRUE(rig.fx.isActive());
-    rig.fx.reset();
-    EXPECT_FALSE(rig.fx.isActive());
-    EXPECT_FALSE(rig.fx.isCapturing());
-    std::vector<float> l = signal::noise(640, 4), r = l;
-    const std::vector<float> in = l;
-    rig.fx.process(l.data(), r.data(), 64);
-    for (int i = 0; i < 64; ++i)
-        ASSERT_EQ(l[i], in[i]);
-}
-
 } // namespace

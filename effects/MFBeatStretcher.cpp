@@ -143,6 +143,14 @@ void MFBeatStretcher::controlTick() {
 void MFBeatStretcher::process(float* left, float* right, int32_t count) {
     if (count < 0 || captureLength <= 0 || prerollLength <= 0)
         return;
+    if (count > int32_t(subBlock)) {
+        // The wet buffers hold one sub-block; a longer run is taken in pieces.
+        for (int32_t done = 0; done < count; done += int32_t(subBlock)) {
+            const int32_t rest = count - done;
+            process(left + done, right + done, rest < int32_t(subBlock) ? rest : int32_t(subBlock));
+        }
+        return;
+    }
     const int32_t n = count;
 
     if (capturing) {
@@ -175,10 +183,6 @@ void MFBeatStretcher::process(float* left, float* right, int32_t count) {
         right[i] *= walk.dry;
     }
 
-    if (wetLeft.getSize() < uint32_t(n)) {
-        // Hosts keep to 64-sample runs; a longer run would be a driver fault.
-        return;
-    }
     float* wl = wetLeft.data();
     float* wr = wetRight.data();
     std::memset(wl, 0, sizeof(float) * size_t(n));

@@ -1,0 +1,262 @@
+#include "effects/MFReverserX.h"
+
+#include "effects/MFOptionMenuInterface.h"
+#include "platform/MFDebugOutput.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+// Decay below this is audible; at or above it the repeats keep their level.
+constexpr float decayHoldThreshold = 0.99f;
+} // namespace
+
+MFReverserX::MFReverserX(int32_t effectId, MFSystemInfo& ctx, const MFDivisionSet* divisionSet)
+    : MFEffect(effectId, ctx, parameterTotal,
+               divisionSet ? divisionSet : &MFDivisionSet::noteValues()),
+      ringLeft(&ctx.bufferRegistry), ringRight(&ctx.bufferRegistry) {
+    setName("Reverser");
+    setParameterName(parameterSize, "Size");
+    setParameterName(parameterFade, "XFade");
+    setParameterName(parameterDecay, "dec");
+    setParameterName(parameterGate, "trig");
+    for (int32_t i = 0; i < parameterTotal; ++i)
+        setParameterDefault(i, 0.5f);
+
+    const int32_t ringSamples = int32_t(context.samplesPerBeat * 4.0f + 1.0f);
+    ringLength = ringSamples - 1;
+    ringLeft.setSize(uint32_t(ringSamples > 1 ? ringSamples : 1));
+    ringRight.setSize(uint32_t(ringSamples > 1 ? ringSamples : 1));
+    ringLeft.clear();
+    ringRight.clear();
+    if (ringLength <= 0)
+        status = statusUnusable;
+
+    // The gate's default is not applied: opening it here would start the effect.
+    for (int32_t i = 0; i < parameterGate; ++i)
+        setParameter(i, parameterDefaults[i]);
+    listenToTempo(this);
+}
+
+MFReverserX::~MFReverserX() {
+    stopListeningToTempo(this);
+}
+
+void MFReverserX::computeDecayStep() {
+    const float amount = decayAmount;
+    if (amount < decayHoldThreshold)
+        decayStep = -1.0f / (context.samplesPerMs * amount * 1500.0f);
+    else
+        decayStep = 0.0f;
+}
+
+void MFReverserX::setParameter(int32_t index, float value) {
+    switch (index) {
+    case parameterSize: {
+        parameters[index] = value;
+        const auto& row = divisionTable().entryFor(value);
+        const int32_t length = MFDivisionTable::samplesFor(row.length, context.samplesPerBeat);
+        if (length != grainSize) {
+            pendingSize = length;
+            sizePending = 1;
+        }
+        break;
+    }
+    case parameterFade:
+        parameters[index] = value;
+        fadeFraction = value;
+        break;
+    case parameterDecay:
+        parameters[index] = value;
+        decayAmount = value * 0.97f + 0.03f;
+        computeDecayStep();
+        break;
+    case parameterGate:
+        if (value == gateValue)
+            break;
+        gateValue = value;
+        parameters[index] = value;
+        if (value == 0.0f)
+            gateOff();
+        else
+            gateOn();
+        break;
+    default:
+        mfDebugOutput("unknown parameter called in MFReverserX");
+        break;
+    }
+}
+
+int32_t MFReverserX::gateOn() {
+    if (active) {
+        // A re-trigger lets the running grain finish; only the repeat level restarts.
+        gainRestart = true;
+        return 1;
+    }
+    sizePending = 0;
+    readIndex = (ringWrite != 0 ? ringWrite : ringLength) - 1;
+    grainPosition = 0;
+    active = true;
+    grainFade = fadeFraction;
+    repeatGain = 1.0f;
+    computeDecayStep();
+    gainRestart = false;
+    grainSize = pendingSize;
+    return 1;
+}
+
+void MFReverserX::gateOff() {
+    active = false;
+}
+
+void MFReverserX::setMix(float value) {
+    mix = value;
+}
+
+void MFReverserX::controlTick() {
+    ramp.tick(mix, context.controlBlockRecip);
+}
+
+void MFReverserX::process(float* left, float* right, int32_t count) {
+    if (count < 0 || ringLength <= 0)
+        return;
+    const int32_t n = count;
+
+    // The ring runs whether or not the gate is open, so an opening finds a bar of past.
+    {
+        int32_t done = 0;
+        while (done < n) {
+            int32_t chunk = ringLength - ringWrite;
+            if (chunk > n - done)
+                chunk = n - done;
+            std::memcpy(ringLeft.data() + ringWrite, left + done, sizeof(float) * size_t(chunk));
+            std::memcpy(ringRight.data() + ringWrite, right + done, sizeof(float) * size_t(chunk));
+            done += chunk;
+            ringWrite += chunk;
+            if (ringWrite >= ringLength)
+                ringWrite = 0;
+        }
+    }
+    if (!active)
+        return;
+
+    mfdsp::MFEqualPowerWalk walk;
+    walk.begin(ramp, n);
+
+    int32_t currentSize = grainSize;
+    const float size = float(currentSize);
+    const float half = 0.5f * size * grainFade;
+    const float inverse = half > 0.0f ? 1.0f / half : 0.0f;
+    const int32_t flatEnd = int32_t(size - half);
+    const int32_t fadeInEnd = int32_t(half);
+    const float* ringL = ringLeft.data();
+    const float* ringR = ringRight.data();
+
+    for (int32_t i = 0; i < n; ++i) {
+        readIndex -= 1;
+        if (uint32_t(readIndex) >= uint32_t(ringLength))
+            readIndex = ringLength - 1;
+
+        walk.advance();
+        const float g = walk.wet;
+        const int32_t p = grainPosition;
+        float w;
+        if (p > flatEnd)
+            w = (1.0f - float(p - flatEnd) * inverse) * g;
+        else if (p < fadeInEnd)
+            w = float(p) * inverse * g;
+        else
+            w = g;
+
+        const float amount = repeatGain * w;
+        left[i] = left[i] * walk.dry + ringL[readIndex] * amount;
+        right[i] = right[i] * walk.dry + ringR[readIndex] * amount;
+
+        grainPosition = p + 1;
+        if (grainPosition >= currentSize) {
+            grainPosition = 0;
+            if (sizePending != 0) {
+                // A new size restarts the reversal from the present sample.
+                currentSize = pendingSize;
+                grainSize = currentSize;
+                readIndex = ringWrite - n + i;
+                while (readIndex < 0)
+                    readIndex += ringLength;
+                sizePending = 0;
+            } else {
+                // One grain back to where this grain began and one forward, so the
+                // grains keep up with time.
+                readIndex = int32_t((int64_t(readIndex) + 2 * int64_t(currentSize)) % ringLength);
+            }
+            if (gainRestart)
+                repeatGain = 1.0f;
+            gainRestart = false;
+            grainFade = fadeFraction;
+        }
+        const float next = repeatGain + decayStep;
+        repeatGain = next > 0.0f ? next : 0.0f;
+    }
+}
+
+void MFReverserX::reset() {
+    ringLeft.clear();
+    ringRight.clear();
+    ringWrite = 0;
+    readIndex = 0;
+    ramp = mfdsp::MFMixRamp{};
+}
+
+void MFReverserX::updateBuffers(bool keepContents) {
+    status = statusResizing;
+    const int32_t ringSamples = int32_t(context.samplesPerBeat * 4.0f + 1.0f);
+    ringLength = ringSamples - 1;
+    if (ringLength <= 0) {
+        ringLength = 0;
+        ringWrite = readIndex = 0;
+        status = statusUnusable;
+        return;
+    }
+    ringLeft.setSize(uint32_t(ringSamples));
+    ringRight.setSize(uint32_t(ringSamples));
+    if (!keepContents) {
+        ringLeft.clear();
+        ringRight.clear();
+    }
+    // A shorter bar must not leave the indexes past its end.
+    if (ringWrite >= ringLength)
+        ringWrite = 0;
+    if (readIndex >= ringLength)
+        readIndex = ringLength - 1;
+    status = statusIdle;
+}
+
+void MFReverserX::bpmChanged() {
+    updateBuffers(true);
+    setParameter(parameterSize, parameters[parameterSize]);
+}
+
+void MFReverserX::getParameterDisplay(int32_t index, float value, char* text) {
+    switch (index) {
+    case parameterSize:
+        std::snprintf(text, 64, "%s", divisionTable().entryFor(value).name);
+        break;
+    case parameterFade:
+        std::snprintf(text, 64, "%3.2f %%", double(value * 100.0f));
+        break;
+    default:
+        text[0] = '\0';
+        break;
+    }
+}
+
+void MFReverserX::fillOptions(int32_t index, MFOptionMenuInterface& menu) {
+    if (index != parameterSize)
+        return;
+    const MFDivisionTable& table = divisionTable();
+    for (int i = 0; i < table.count; ++i)
+        menu.addEntry(table.entries[i].name);
+}
+
+float MFReverserX::getParameterSteps(int32_t index) {
+    return index == parameterSize ? divisionTable().countAsFloat : 0.0f;
+}

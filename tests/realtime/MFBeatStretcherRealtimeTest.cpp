@@ -1,0 +1,61 @@
+#include "effects/MFBeatStretcher.h"
+#include "support/AllocationCounter.h"
+#include "support/EffectHarness.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+namespace {
+
+// Every call the block driver makes on the audio thread, over zones that open,
+// re-trigger and close, with every knob moving: none may touch the heap.
+TEST(MFBeatStretcherRealtime, AudioThreadCallsDoNotAllocate) {
+    TestContext ctx(48000.0f, 120.0);
+    MFBeatStretcher fx(177, ctx.info);
+    std::vector<float> left(64), right(64);
+    const int32_t gate = MFBeatStretcher::parameterGate;
+    std::size_t allocations = 0;
+    {
+        AllocationCounter counter;
+        for (int block = 0; block < 4000; ++block) {
+            const int zone = block / 300;
+            fx.setParameter(gate, zone % 3 == 2 ? 0.0f : float(1 + zone % 2));
+            fx.setMix(0.5f + 0.5f * std::sin(float(block) * 0.01f));
+            for (int p = 0; p < gate; ++p)
+                fx.setParameter(p, float((block * (p + 3)) % 101) / 100.0f);
+            fx.controlTick();
+            for (int i = 0; i < 64; ++i)
+                left[i] = right[i] = std::sin(float(block * 64 + i) * 0.05f);
+            // Ragged runs, as hosts deliver them.
+            fx.process(left.data(), right.data(), 13);
+            fx.process(left.data() + 13, right.data() + 13, 1);
+            fx.process(left.data() + 14, right.data() + 14, 50);
+            if (block % 500 == 0) {
+                fx.gateOn();
+                fx.gateOff();
+            }
+        }
+        allocations = counter.count();
+    }
+    EXPECT_EQ(allocations, 0u);
+    EXPECT_TRUE(std::isfinite(left[63]));
+}
+
+// A tempo change may grow the buffers once; going back within the grown size may not.
+TEST(MFBeatStretcherRealtime, TempoChangeWithinGrownBuffersDoesNotAllocate) {
+    TestContext ctx(48000.0f, 120.0);
+    MFBeatStretcher fx(177, ctx.info);
+    ctx.changeTempo(45.0); // the slowest tempo: largest buffers
+    std::size_t allocations = 0;
+    {
+        AllocationCounter counter;
+        ctx.changeTempo(499.0);
+        ctx.changeTempo(90.0);
+        allocations = counter.count();
+    }
+    EXPECT_EQ(allocations, 0u);
+}
+
+} // namespace

@@ -1,0 +1,18 @@
+#include "effects/MFBeatStretcher.h"
+#include "tools/bench/EffectBenchSupport.h"
+
+namespace {
+
+// Gate open, fully wet, at 48 kHz and 120 bpm.
+void benchMFBeatStretcher(benchmark::State& state) {
+    BenchContext ctx;
+    MFBeatStretcher fx(177, ctx.info);
+    runEffectBench(state, fx, [](MFEffect& effect) {
+        effect.setMix(1.0f);
+        effect.setParameter(MFBeatStretcher::parameterGate, 1.0f);
+        effect.controlTick();
+    });
+}
+BENCHMARK(benchMFBeatStretcher);
+
+} // namespace

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "effects/MFBeatStretcher.h"
 #include "effects/MFBitCrushVeld2.h"
 #include "effects/MFEffect.h"
 #include "effects/MFLevelDelay.h"
 #include "effects/MFLooperX.h"
 #include "effects/MFLooperX2.h"
+#include "effects/MFReverserX.h"
 #include "effects/MFScratchLooper.h"
 #include "effects/MFStereoPanAmp.h"
 #include "effects/MFSystemInfo.h"
@@ -32,8 +34,8 @@ public:
     MFLooperX2 xLoop;
     MFLooperX loop;
     MFScratchLooper scratchLoop;
-    MFEffect reverse;
-    MFEffect stretch;
+    MFReverserX reverse;
+    MFBeatStretcher stretch;
     MFVinyl vinyl;
     MFTapeFingerX tapeStop;
     MFTonalDelay tonalDelay;

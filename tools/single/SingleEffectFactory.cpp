@@ -1,9 +1,11 @@
 #include "tools/single/SingleEffectFactory.h"
 
+#include "effects/MFBeatStretcher.h"
 #include "effects/MFBitCrushVeld2.h"
 #include "effects/MFLevelDelay.h"
 #include "effects/MFLooperX.h"
 #include "effects/MFLooperX2.h"
+#include "effects/MFReverserX.h"
 #include "effects/MFScratchLooper.h"
 #include "effects/MFStereoPanAmp.h"
 #include "effects/MFTapeFingerX.h"
@@ -23,6 +25,10 @@ const SingleEffectEntry entries[] = {
     {"Loop", MFLooperX::parameterGate, [](MFSystemInfo& c) { return make<MFLooperX>(c, 176); }},
     {"ScratchLoop", MFScratchLooper::gateIndex,
      [](MFSystemInfo& c) { return make<MFScratchLooper>(c, 184); }},
+    {"Reverse", MFReverserX::parameterGate,
+     [](MFSystemInfo& c) { return make<MFReverserX>(c, 181); }},
+    {"Stretch", MFBeatStretcher::parameterGate,
+     [](MFSystemInfo& c) { return make<MFBeatStretcher>(c, 177); }},
     {"Vinyl", MFVinyl::gateIndex, [](MFSystemInfo& c) { return make<MFVinyl>(c, 190); }},
     {"TapeStop", MFTapeFingerX::gateIndex,
      [](MFSystemInfo& c) { return make<MFTapeFingerX>(c, 180); }},

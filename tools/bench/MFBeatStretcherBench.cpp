@@ -4,7 +4,7 @@
 namespace {
 
 // Gate open, fully wet, at 48 kHz and 120 bpm.
-void benchMFBeatStretcher(benchmark::State& state) {
+void BM_MFBeatStretcher(benchmark::State& state) {
     BenchContext ctx;
     MFBeatStretcher fx(177, ctx.info);
     runEffectBench(state, fx, [](MFEffect& effect) {
@@ -13,6 +13,6 @@ void benchMFBeatStretcher(benchmark::State& state) {
         effect.controlTick();
     });
 }
-BENCHMARK(benchMFBeatStretcher);
+BENCHMARK(BM_MFBeatStretcher);
 
 } // namespace

@@ -2,7 +2,7 @@
 #include "effects/MFBitCrushVeld2.h"
 
 // Fully wet with the distortion branch half in: the whole per-sample path runs.
-static void BM_BitCrushVeld2(benchmark::State& state) {
+static void BM_MFBitCrushVeld2(benchmark::State& state) {
     BenchContext c;
     MFBitCrushVeld2 crush(187, c.info);
     runEffectBench(state, crush, [](MFEffect& e) {
@@ -12,4 +12,4 @@ static void BM_BitCrushVeld2(benchmark::State& state) {
         e.setMix(1.0f);
     });
 }
-BENCHMARK(BM_BitCrushVeld2);
+BENCHMARK(BM_MFBitCrushVeld2);

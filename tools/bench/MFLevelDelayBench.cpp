@@ -2,7 +2,7 @@
 #include "effects/MFLevelDelay.h"
 
 // Fully wet, a dotted eighth with feedback and cross-feed, dry level half.
-static void BM_LevelDelay(benchmark::State& state) {
+static void BM_MFLevelDelay(benchmark::State& state) {
     BenchContext c;
     MFLevelDelay delay(189, c.info);
     runEffectBench(state, delay, [](MFEffect& e) {
@@ -14,4 +14,4 @@ static void BM_LevelDelay(benchmark::State& state) {
         e.setMix(1.0f);
     });
 }
-BENCHMARK(BM_LevelDelay);
+BENCHMARK(BM_MFLevelDelay);

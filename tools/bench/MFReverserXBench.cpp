@@ -4,7 +4,7 @@
 namespace {
 
 // Gate open, fully wet, at 48 kHz and 120 bpm.
-void benchMFReverserX(benchmark::State& state) {
+void BM_MFReverserX(benchmark::State& state) {
     BenchContext ctx;
     MFReverserX fx(181, ctx.info);
     runEffectBench(state, fx, [](MFEffect& effect) {
@@ -13,6 +13,6 @@ void benchMFReverserX(benchmark::State& state) {
         effect.controlTick();
     });
 }
-BENCHMARK(benchMFReverserX);
+BENCHMARK(BM_MFReverserX);
 
 } // namespace

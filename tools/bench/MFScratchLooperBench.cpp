@@ -2,7 +2,7 @@
 #include "effects/MFScratchLooper.h"
 
 // Gate open with a full record, fully wet.
-static void BM_ScratchLooper(benchmark::State& state) {
+static void BM_MFScratchLooper(benchmark::State& state) {
     BenchContext c;
     MFScratchLooper fx(184, c.info);
     runEffectBench(state, fx, [](MFEffect& e) {
@@ -10,4 +10,4 @@ static void BM_ScratchLooper(benchmark::State& state) {
         e.setMix(1.0f);
     });
 }
-BENCHMARK(BM_ScratchLooper);
+BENCHMARK(BM_MFScratchLooper);

@@ -2,7 +2,7 @@
 #include "effects/MFStereoPanAmp.h"
 
 // Both channels away from unity, so both are multiplied every sample.
-static void BM_StereoPanAmp(benchmark::State& state) {
+static void BM_MFStereoPanAmp(benchmark::State& state) {
     BenchContext c;
     MFStereoPanAmp amp(183, c.info);
     runEffectBench(state, amp, [](MFEffect& e) {
@@ -10,4 +10,4 @@ static void BM_StereoPanAmp(benchmark::State& state) {
         e.setParameter(1, 0.4f);
     });
 }
-BENCHMARK(BM_StereoPanAmp);
+BENCHMARK(BM_MFStereoPanAmp);

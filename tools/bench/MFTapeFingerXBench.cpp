@@ -3,7 +3,7 @@
 
 // Gate open, fully wet, measured on the running tape: a stopped tape costs next to
 // nothing, so a new zone starts every 1000 blocks, before the one-bar stop (1500 ticks).
-static void BM_TapeFingerX(benchmark::State& state) {
+static void BM_MFTapeFingerX(benchmark::State& state) {
     BenchContext c;
     MFTapeFingerX fx(180, c.info);
     fx.setParameter(MFTapeFingerX::timeIndex, 0.0f);
@@ -33,4 +33,4 @@ static void BM_TapeFingerX(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * 64);
 }
-BENCHMARK(BM_TapeFingerX);
+BENCHMARK(BM_MFTapeFingerX);

@@ -2,7 +2,7 @@
 #include "effects/MFTonalDelay.h"
 
 // Open zone, fully wet, middle note with strong feedback and some cross-feed.
-static void BM_TonalDelay(benchmark::State& state) {
+static void BM_MFTonalDelay(benchmark::State& state) {
     BenchContext c;
     MFTonalDelay delay(188, c.info);
     runEffectBench(state, delay, [](MFEffect& e) {
@@ -15,4 +15,4 @@ static void BM_TonalDelay(benchmark::State& state) {
         e.setMix(1.0f);
     });
 }
-BENCHMARK(BM_TonalDelay);
+BENCHMARK(BM_MFTonalDelay);

@@ -2,7 +2,7 @@
 #include "effects/MFVinyl.h"
 
 // Full depth, fully wet.
-static void BM_Vinyl(benchmark::State& state) {
+static void BM_MFVinyl(benchmark::State& state) {
     BenchContext c;
     MFVinyl fx(190, c.info);
     runEffectBench(state, fx, [](MFEffect& e) {
@@ -10,4 +10,4 @@ static void BM_Vinyl(benchmark::State& state) {
         e.setMix(1.0f);
     });
 }
-BENCHMARK(BM_Vinyl);
+BENCHMARK(BM_MFVinyl);

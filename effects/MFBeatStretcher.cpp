@@ -79,17 +79,9 @@ void MFBeatStretcher::setParameter(int32_t index, float value) {
         parameters[index] = value;
         fadeFraction = value * 0.9f + 0.1f;
         break;
-    case parameterGate: {
-        const float previous = parameters[index];
-        if (value != previous) {
-            if (value == 0.0f)
-                gateOff();
-            else
-                gateOn();
-        }
-        parameters[index] = value;
+    case parameterGate:
+        switchGate(index, value);
         break;
-    }
     default:
         mfDebugOutput("unknown parameter called in MFBeatStretcher");
         break;

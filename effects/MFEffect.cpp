@@ -111,6 +111,18 @@ void MFEffect::setParameterDefault(int32_t index, float value) {
         parameterDefaults[index] = value;
 }
 
+void MFEffect::switchGate(int32_t index, float value) {
+    if (!validIndex(index))
+        return;
+    if (value != parameters[index]) {
+        if (value == 0.0f)
+            gateOff();
+        else
+            gateOn();
+    }
+    parameters[index] = value;
+}
+
 void MFEffect::applyDefaults() {
     for (int32_t i = 0; i < parameterCount; ++i)
         setParameter(i, parameterDefaults[i]);

@@ -65,6 +65,9 @@ protected:
     bool validIndex(int32_t index) const { return index >= 0 && index < parameterCount; }
     // The division table in force (variant chosen by setDivisionSet).
     const MFDivisionTable& divisionTable() const { return divisions->table(divisionSetIndex); }
+    // The gate is the last parameter of a gated effect: a change to 0 closes it, any other
+    // change opens it (again, when it was open: a re-trigger). The value is stored after.
+    void switchGate(int32_t index, float value);
     // Sends every parameter its default; the last step of a class's constructor.
     void applyDefaults();
     // Adds this tempo listener to the context; a class that implements

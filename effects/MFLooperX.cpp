@@ -99,13 +99,7 @@ void MFLooperX::setParameter(int32_t index, float value) {
         computeDecayStep();
         break;
     case parameterGate:
-        if (value != parameters[index]) {
-            if (value == 0.0f)
-                gateOff();
-            else
-                gateOn();
-        }
-        parameters[index] = value;
+        switchGate(index, value);
         break;
     default:
         mfDebugOutput("unknown parameter called in MFLooperX::setParameter");

@@ -80,13 +80,7 @@ void MFLooperX2::setParameter(int32_t index, float value) {
         rateFactor = (value - 0.5f) * 0.3f + 1.0f;
         break;
     case parameterGate:
-        if (value != parameters[index]) {
-            if (value == 0.0f)
-                gateOff();
-            else
-                gateOn();
-        }
-        parameters[index] = value;
+        switchGate(index, value);
         break;
     default:
         mfDebugOutput("unknown parameter called in MFLooperX2::setParameter");

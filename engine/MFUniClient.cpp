@@ -286,15 +286,19 @@ void MFUniClient::finishBlock(int32_t frames) {
     peakLeft = peakL;
     peakRight = peakR;
 
-    // DC blocker on everything that leaves the plug-in.
+    // DC blocker on everything that leaves the plug-in. Its decay after the input stops
+    // would pass through the denormal range for thousands of samples; a state far below
+    // audibility (-400 dB) is set to zero instead.
     float xl = dcLeftX, yl = dcLeftY, xr = dcRightX, yr = dcRightY;
     for (int32_t i = 0; i < frames; ++i) {
         const float inL = left[i];
         yl = (inL - xl) + yl * dcCoefficient;
+        yl = std::fabs(yl) < dcFloor ? 0.0f : yl;
         xl = inL;
         left[i] = yl;
         const float inR = right[i];
         yr = (inR - xr) + yr * dcCoefficient;
+        yr = std::fabs(yr) < dcFloor ? 0.0f : yr;
         xr = inR;
         right[i] = yr;
     }

@@ -30,6 +30,7 @@ public:
     static constexpr int32_t programCount = 64;
     static constexpr int32_t tickPeriod = 64;
     static constexpr float dcCoefficient = 0.998f;
+    static constexpr float dcFloor = 1e-20f;
     static constexpr int32_t timeInfoMask = 0x1E02;
     static constexpr int32_t noiseTableSize = 1024;
     static constexpr int32_t loadWaitLimit = 500;

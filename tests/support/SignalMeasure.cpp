@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
+namespace testsupport {
 namespace signal {
 
 float peak(const float* x, std::size_t n) {
@@ -81,3 +82,4 @@ std::vector<float> noise(std::size_t n, unsigned seed) {
 }
 
 } // namespace signal
+} // namespace testsupport

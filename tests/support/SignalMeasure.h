@@ -4,6 +4,10 @@
 #include <vector>
 
 // Measurements that audio tests compare against tolerances.
+// Wrapped so that it can live beside ::signal from <signal.h>, which GoogleTest pulls in;
+// the using-directive keeps the spelling signal::peak working (a qualified name looks up
+// namespaces only, so the function does not get in the way).
+namespace testsupport {
 namespace signal {
 
 float peak(const float* x, std::size_t n);
@@ -22,3 +26,6 @@ std::vector<float> sine(double frequency, double sampleRate, std::size_t n, floa
 std::vector<float> noise(std::size_t n, unsigned seed = 1);
 
 } // namespace signal
+} // namespace testsupport
+
+using namespace testsupport;

@@ -149,7 +149,8 @@ void MFReverb2::process(float* left, float* right, int32_t count) {
     if (wet.current == 0.0f && wet.step == 0.0f && dry.current == 1.0f && dry.step == 0.0f) {
         // A reverb that fell silent erases its memory once, so a later zone starts clean.
         if (!sleeping) {
-            clearMemory();
+            // The output high-passes still ring with the old tail; they go too.
+            reset();
             sleeping = true;
         }
         return;

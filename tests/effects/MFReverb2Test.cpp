@@ -165,15 +165,3 @@ TEST(MFReverb2, LongRunAtExtremesStaysFiniteAndNormal) {
         }
     }
 }
-
-TEST(MFReverb2, NamesDisplaysAndUnknownIndex) {
-    TestContext ctx;
-    MFReverb2 reverb(191, ctx.info);
-    char text[64];
-    reverb.getParameterName(4, text);
-    EXPECT_STREQ(text, "Cutoff");
-    reverb.getParameterDisplay(0, 0.25f, text);
-    EXPECT_STREQ(text, "25.00 %");
-    reverb.setParameter(6, 0.3f); // reported, changes nothing
-    EXPECT_FLOAT_EQ(reverb.getParameterValue(0), 0.5f);
-}

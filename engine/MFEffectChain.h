@@ -2,10 +2,13 @@
 
 #include "effects/MFBeatStretcher.h"
 #include "effects/MFBitCrushVeld2.h"
+#include "effects/MFChorusVeld2.h"
 #include "effects/MFEffect.h"
 #include "effects/MFLevelDelay.h"
 #include "effects/MFLooperX.h"
 #include "effects/MFLooperX2.h"
+#include "effects/MFPhaser.h"
+#include "effects/MFReverb2.h"
 #include "effects/MFReverserX.h"
 #include "effects/MFScratchLooper.h"
 #include "effects/MFStereoPanAmp.h"
@@ -42,10 +45,10 @@ public:
     MFStereoPanAmp stutter;
     MFBitCrushVeld2 crush;
     MFEffect filter;
-    MFEffect phaser;
-    MFEffect chorus;
+    MFPhaser phaser;
+    MFChorusVeld2 chorus;
     MFLevelDelay delay;
-    MFEffect reverb;
+    MFReverb2 reverb;
 
 private:
     MFEffect* order[size];

@@ -2,9 +2,12 @@
 
 #include "effects/MFBeatStretcher.h"
 #include "effects/MFBitCrushVeld2.h"
+#include "effects/MFChorusVeld2.h"
 #include "effects/MFLevelDelay.h"
 #include "effects/MFLooperX.h"
 #include "effects/MFLooperX2.h"
+#include "effects/MFPhaser.h"
+#include "effects/MFReverb2.h"
 #include "effects/MFReverserX.h"
 #include "effects/MFScratchLooper.h"
 #include "effects/MFStereoPanAmp.h"
@@ -35,7 +38,10 @@ const SingleEffectEntry entries[] = {
     {"Tonal-Delay", -1, [](MFSystemInfo& c) { return make<MFTonalDelay>(c, 188); }},
     {"Stutter", -1, [](MFSystemInfo& c) { return make<MFStereoPanAmp>(c, 183); }},
     {"Crush", -1, [](MFSystemInfo& c) { return make<MFBitCrushVeld2>(c, 187); }},
+    {"Phaser", -1, [](MFSystemInfo& c) { return make<MFPhaser>(c, 160); }},
+    {"Chorus", -1, [](MFSystemInfo& c) { return make<MFChorusVeld2>(c, 185); }},
     {"Delay", -1, [](MFSystemInfo& c) { return make<MFLevelDelay>(c, 189); }},
+    {"Reverb", -1, [](MFSystemInfo& c) { return make<MFReverb2>(c, 191); }},
 };
 } // namespace
 

@@ -46,6 +46,7 @@ public:
         : MFChunkableClass(zoneType), owner(systemInfo) {
         id = groupId;
         temporary = isTemporary;
+        handlerCount = count;
         createHandlers(count);
         MFContainerGlobals::containers().push_back(this);
         if (!temporary)

@@ -356,8 +356,12 @@ int32_t MFTableXY::readChunk(MFChunk& chunk, bool skip) {
         setSize(n, 0);
         setRowCount(rowsRead);
         clearFlags(flagBusy);
-        for (int32_t r = 0; r < rowCount; ++r)
+        // Rows carry their own range: the body's range applies to all of them.
+        for (int32_t r = 0; r < rowCount; ++r) {
+            rows[r]->setRange(low, high);
+            rows[r]->setDefault(def);
             rows[r]->clearFlags(flagBusy);
+        }
     }
     for (int32_t r = 0; r < rowsRead; ++r) {
         for (int32_t c = 0; c < n; ++c) {

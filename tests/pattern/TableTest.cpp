@@ -159,8 +159,8 @@ TEST(Table, SerialisedFormIsExactToTheWord) {
     t.setValue(1, 5.0f);
     t.setValue(2, 10.0f);
     t.setValue(3, 2.5f);
-    const std::vector<uint32_t> expected = {0,   ten,  0,          0xFFCB4286u, 1, 4,
-                                            0u,  half, one,        0x3E800000u};
+    const std::vector<uint32_t> expected = {0, ten, 0,    0xFFCB4286u, 1,
+                                            4, 0u,  half, one,         0x3E800000u};
     EXPECT_EQ(writeWords(t), expected);
 }
 

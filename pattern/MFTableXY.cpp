@@ -34,9 +34,12 @@ MFTableXY::MFTableXY(MFSystemInfo& owner_, int32_t size_, bool temporary_)
 }
 
 MFTableXY::~MFTableXY() {
-    auto& list = owner.initObjects;
-    list.erase(std::remove(list.begin(), list.end(), static_cast<MFInitInterface*>(this)),
-               list.end());
+    // A clipboard clone may outlive its owner: it never registered, so it leaves it alone.
+    if (!temporary) {
+        auto& list = owner.initObjects;
+        list.erase(std::remove(list.begin(), list.end(), static_cast<MFInitInterface*>(this)),
+                   list.end());
+    }
     delete[] rows;
 }
 
@@ -201,6 +204,8 @@ void MFTableXY::initCurrent() {
 
 MFInitInterface* MFTableXY::clone() {
     auto* c = new MFTableXY(owner, getSize(), true);
+    // Kept out of the sample registry: the clone lives in the clipboard, maybe past its owner.
+    c->clearFlags(flagRegistered);
     c->setRange(minimum, maximum);
     c->setDefault(defaultValue);
     c->setRowCount(rowCount);

@@ -1,0 +1,292 @@
+#include "PatternTestSupport.h"
+#include "pattern/MFChunk.h"
+#include "pattern/MFFloatZoneHandler.h"
+#include "pattern/MFRandom.h"
+#include "pattern/MFZone.h"
+#include "platform/MFMessageService.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+MFZone* paint(MFZoneHandler& lane, int32_t start, int32_t end) {
+    MFZone* zone = lane.createZone(0);
+    zone->setRange(start, end);
+    EXPECT_TRUE(lane.addZone(zone));
+    return zone;
+}
+
+std::vector<uint32_t> serialise(MFChunkableClass& object) {
+    MFChunk c;
+    c.beginMeasure(120.0f, 44100.0f);
+    object.writeChunk(c);
+    const int32_t measured = c.position;
+    c.allocateMeasured();
+    c.position = 0;
+    object.writeChunk(c);
+    EXPECT_EQ(c.position, measured);
+    return std::vector<uint32_t>(c.data, c.data + c.capacity());
+}
+
+int32_t readFrom(MFChunkableClass& object, const std::vector<uint32_t>& w, bool skip,
+                 int32_t* consumed = nullptr) {
+    MFChunk c;
+    c.attachCopy(w.data(), w.size() * 4);
+    const int32_t status = object.readChunk(c, skip);
+    if (consumed)
+        *consumed = c.position;
+    return status;
+}
+
+std::vector<float> steps(const MFFloatZoneHandler& lane, int from, int to) {
+    std::vector<float> v;
+    for (int s = from; s <= to; ++s)
+        v.push_back(lane.stepTable[s]);
+    return v;
+}
+
+} // namespace
+
+TEST(ZoneHandler, StepTableNumbersZonesAndLaterZoneWins) {
+    PatternContext ctx;
+    MFFloatZoneHandler lane(ctx.info, 1, false);
+    paint(lane, 4, 5);
+    paint(lane, 6, 6); // adjacent: a new number with no gap, so a new zone is heard
+    paint(lane, 127, 127);
+    EXPECT_EQ(steps(lane, 3, 7), (std::vector<float>{0, 1, 1, 2, 0}));
+    EXPECT_EQ(lane.stepTable[127], 3.0f);
+    EXPECT_EQ(lane.zoneAt(127), lane.zoneByIndex(2));
+    EXPECT_EQ(lane.zoneCountF, 3.0f);
+    EXPECT_EQ(lane.startTable[1], 6.0f);
+
+    // Overlap: 5..8 sorts between 4..5 and 6..6, so the list is 4-5, 5-8, 6-6, 127. Step 5
+    // goes to the later 5-8 (2), step 6 to the still later 6-6 (3), steps 7-8 back to 2.
+    paint(lane, 5, 8);
+    EXPECT_EQ(steps(lane, 4, 9), (std::vector<float>{1, 2, 3, 2, 2, 0}));
+    EXPECT_EQ(lane.zoneAt(5)->start, 4) << "zoneAt takes the first in list order";
+
+    // Equal start goes behind the existing zone.
+    MFZone* same = paint(lane, 4, 4);
+    EXPECT_EQ(lane.indexOfZone(same), 1);
+
+    // Moving a zone rebuilds the tables; stale start/end entries behind the count remain.
+    lane.clearZones(false);
+    EXPECT_EQ(lane.zoneCount(), 0);
+    EXPECT_EQ(lane.zoneCountF, 0.0f);
+    EXPECT_EQ(steps(lane, 0, 127), std::vector<float>(128, 0.0f));
+    MFZone* z = paint(lane, 0, 31);
+    z->setEnd(9);
+    EXPECT_EQ(lane.stepTable[10], 0.0f);
+    EXPECT_EQ(lane.endTable[0], 9.0f);
+    // Out-of-range steps are stored as given but never written outside the table.
+    z->setRange(-5, 400);
+    EXPECT_EQ(lane.stepTable[0], 1.0f);
+    EXPECT_EQ(lane.stepTable[127], 1.0f);
+}
+
+TEST(ZoneHandler, FreeRangeAndZoneAtBoundaries) {
+    PatternContext ctx;
+    MFFloatZoneHandler lane(ctx.info, 1, false);
+    int32_t lastFree = -9;
+    EXPECT_TRUE(lane.freeRange(0, lastFree));
+    EXPECT_EQ(lastFree, 127);
+    paint(lane, 20, 30);
+    EXPECT_TRUE(lane.freeRange(10, lastFree));
+    EXPECT_EQ(lastFree, 19);
+    EXPECT_FALSE(lane.freeRange(25, lastFree));
+    EXPECT_FALSE(lane.freeRange(20, lastFree));
+    EXPECT_FALSE(lane.freeRange(30, lastFree));
+    EXPECT_TRUE(lane.freeRange(31, lastFree));
+    EXPECT_EQ(lastFree, 127);
+    EXPECT_EQ(lane.zoneAt(19), nullptr);
+    EXPECT_NE(lane.zoneAt(20), nullptr);
+    EXPECT_NE(lane.zoneAt(30), nullptr);
+    EXPECT_EQ(lane.zoneAt(31), nullptr);
+}
+
+TEST(ZoneHandler, DeletionPathsAndTrash) {
+    PatternContext ctx;
+    MFFloatZoneHandler lane(ctx.info, 1, false);
+    MFZone* a = paint(lane, 0, 1);
+    MFZone* b = paint(lane, 4, 5);
+    MFZone* c = paint(lane, 8, 9);
+
+    // A zone held by an audio client is only marked and parked.
+    b->inUse.set(true);
+    lane.removeZone(b);
+    EXPECT_EQ(lane.zoneCount(), 3) << "zoneCount still counts the parked zone";
+    EXPECT_EQ(lane.zoneByIndex(1), c) << "zoneByIndex skips it";
+    EXPECT_EQ(lane.indexOfZone(c), 1);
+    EXPECT_EQ(lane.zoneAt(4), nullptr);
+    ASSERT_EQ(lane.trashList().size(), 1u);
+    EXPECT_FALSE(lane.purgeDeleted() && lane.trashList().empty()) << "still in use";
+    b->inUse.set(false);
+    EXPECT_TRUE(lane.purgeDeleted());
+    EXPECT_TRUE(lane.trashList().empty());
+    EXPECT_EQ(lane.zoneCount(), 2);
+    EXPECT_EQ(lane.stepTable[8], 2.0f) << "tables follow the purge";
+
+    // Removing a zone that is not in the lane changes nothing.
+    MFZone stranger;
+    lane.removeZone(&stranger);
+    EXPECT_EQ(lane.zoneCount(), 2);
+    EXPECT_EQ(lane.indexOfZone(nullptr), -1);
+    EXPECT_EQ(lane.indexOfZone(&stranger), -1);
+
+    // Deferred clear marks everything and keeps the list.
+    lane.clearZones(true);
+    EXPECT_EQ(lane.zoneCount(), 2);
+    EXPECT_EQ(lane.zoneByIndex(0), nullptr);
+    EXPECT_EQ(lane.trashList().size(), 2u);
+    EXPECT_TRUE(lane.purgeDeleted());
+    EXPECT_EQ(lane.zoneCount(), 0);
+    (void)a;
+}
+
+TEST(ZoneHandler, BusyAudioDefersDeleteAndReportsOnce) {
+    // Waits out its 1000 one-millisecond tries: about one second of sleeping, no CPU.
+    static std::vector<std::string> messages;
+    messages.clear();
+    MFMessageService::setHandler([](MFMessageService::Kind, const char* text) {
+        messages.emplace_back(text);
+        return true;
+    });
+    PatternContext ctx;
+    MFFloatZoneHandler lane(ctx.info, 1, false);
+    MFZone* z = paint(lane, 2, 3);
+    lane.setBusy(true);
+    lane.removeZone(z);
+    MFMessageService::setHandler(nullptr);
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0], "Can't delete Zone. Reduce CPU Usage and try again.");
+    EXPECT_EQ(lane.zoneCount(), 1);
+    EXPECT_TRUE(z->deleted.get());
+    EXPECT_FALSE(lane.purgeDeleted()) << "no purge while audio is busy";
+    lane.setBusy(false);
+    EXPECT_TRUE(lane.purgeDeleted());
+    EXPECT_EQ(lane.zoneCount(), 0);
+}
+
+TEST(ZoneHandler, SerialisedFormIsWordExact) {
+    PatternContext ctx;
+    MFFloatZoneHandler lane(ctx.info, 1, false);
+    EXPECT_EQ(serialise(lane), (std::vector<uint32_t>{1, 520860, 0}));
+    paint(lane, 3, 7);
+    paint(lane, 0, 0);
+    // Handler header, then per zone: type 0, zone marker 0, start, end; list order.
+    const std::vector<uint32_t> expected = {1, 520860, 2, 0, 0, 0, 0, 0, 0, 3, 7};
+    EXPECT_EQ(serialise(lane), expected);
+
+    MFFloatZoneHandler copy(ctx.info, 1, false);
+    int32_t consumed = 0;
+    EXPECT_EQ(readFrom(copy, expected, true, &consumed), 1);
+    EXPECT_EQ(consumed, 11) << "skip consumes exactly the body";
+    EXPECT_EQ(copy.zoneCount(), 0) << "skip changes nothing";
+    EXPECT_EQ(readFrom(copy, expected, false, &consumed), 1);
+    EXPECT_EQ(consumed, 11);
+    EXPECT_EQ(serialise(copy), expected);
+    EXPECT_EQ(copy.stepTable[7], 2.0f);
+
+    // Older body without the magic: a first word of 0 goes straight to the count.
+    MFFloatZoneHandler legacy(ctx.info, 1, false);
+    EXPECT_EQ(readFrom(legacy, {0, 1, 0, 0, 5, 6}, false), 1);
+    ASSERT_EQ(legacy.zoneCount(), 1);
+    EXPECT_EQ(legacy.zoneByIndex(0)->start, 5);
+    // An empty body leaves the lane as it was; reading adds to existing zones.
+    EXPECT_EQ(readFrom(legacy, {1, 520860, 0}, false), 1);
+    EXPECT_EQ(legacy.zoneCount(), 1);
+    EXPECT_EQ(readFrom(legacy, {1, 520860, 1, 0, 0, 9, 9}, false), 1);
+    EXPECT_EQ(legacy.zoneCount(), 2);
+}
+
+TEST(ZoneHandler, CorruptAndTruncatedBodiesFail) {
+    PatternContext ctx;
+    MFFloatZoneHandler lane(ctx.info, 1, false);
+    EXPECT_EQ(readFrom(lane, {1, 520861, 0}, false), 3) << "wrong magic";
+    EXPECT_EQ(readFrom(lane, {1, 520860, 1, 0, 1, 2, 3}, false), 3) << "zone marker 1";
+    EXPECT_EQ(lane.zoneCount(), 0) << "the half-built zone is destroyed";
+    EXPECT_EQ(readFrom(lane, {1, 520860, 2, 0, 0, 2, 3, 0, 0}, false), 3) << "truncated";
+    EXPECT_EQ(readFrom(lane, {1, 520860, 0x7FFFFFFF, 0, 0, 1, 1}, false), 3) << "huge count";
+    EXPECT_EQ(readFrom(lane, {1}, false), 3);
+    EXPECT_EQ(readFrom(lane, {}, true), 3);
+}
+
+TEST(ZoneHandler, ClipboardAndRegistry) {
+    PatternContext ctx;
+    MFFloatZoneHandler a(ctx.info, 7, false);
+    MFFloatZoneHandler b(ctx.info, 7, false);
+    paint(a, 1, 2);
+    paint(a, 10, 12);
+    paint(b, 30, 31);
+    a.copyZones();
+    a.removeZone(a.zoneAt(1));
+    b.pasteZones(); // sees the source as it is now
+    ASSERT_EQ(b.zoneCount(), 1);
+    EXPECT_EQ(b.zoneByIndex(0)->start, 10);
+    EXPECT_EQ(b.stepTable[11], 1.0f);
+    EXPECT_EQ(b.stepTable[30], 0.0f);
+
+    a.pasteZones(); // onto itself: emptied first, nothing left to copy
+    EXPECT_EQ(a.zoneCount(), 0);
+    MFZoneHandler::clearClipboard();
+    b.pasteZones();
+    EXPECT_EQ(b.zoneCount(), 1) << "empty clipboard changes nothing";
+
+    // clearAllWithId reaches same-id lanes of this instance only.
+    PatternContext other;
+    MFFloatZoneHandler foreign(other.info, 7, false);
+    MFFloatZoneHandler otherId(ctx.info, 8, false);
+    paint(a, 0, 0);
+    paint(foreign, 0, 0);
+    paint(otherId, 0, 0);
+    b.clearAllWithId(7);
+    EXPECT_EQ(a.zoneCount(), 0);
+    EXPECT_EQ(b.zoneCount(), 0);
+    EXPECT_EQ(foreign.zoneCount(), 1);
+    EXPECT_EQ(otherId.zoneCount(), 1);
+    EXPECT_EQ(ctx.info.initObjects.size(), 3u);
+}
+
+TEST(ZoneHandler, RandomiseFollowsTheGeneratorAndThresholds) {
+    PatternContext ctx;
+    MFFloatZoneHandler lane(ctx.info, 1, false);
+    MFRandom::reseed();
+    lane.randomise(0);
+    EXPECT_EQ(lane.zoneCount(), 0);
+
+    // Reference walk with its own generator copy, in double-checked float steps.
+    MFRandom::reseed();
+    lane.randomise(32);
+    int32_t s = MFRandom::initialSeed;
+    auto draw = [&] {
+        s = MFRandom::step(s);
+        return float(s) * 2.3283064e-10f + 0.5f;
+    };
+    float density = (1.0f / 32.0f) * draw() * 2.5f, threshold = density;
+    int last = -1;
+    std::vector<std::pair<int, int>> zones;
+    for (int i = 0; i < 32; ++i) {
+        const float r = draw();
+        if (threshold <= r) {
+            threshold = last != -1 ? threshold * 0.8f : density;
+        } else if (i == last + 1 && last >= 0) {
+            zones.back().second = i;
+            threshold *= 0.92f;
+            last = i;
+        } else {
+            zones.push_back({i, i});
+            threshold = last == -1 ? density * 6.0f + 0.7f : density * 4.0f + 0.4f;
+            density *= 0.93f;
+            last = i;
+        }
+    }
+    ASSERT_EQ(lane.zoneCount(), int32_t(zones.size()));
+    for (std::size_t i = 0; i < zones.size(); ++i) {
+        EXPECT_EQ(lane.zoneByIndex(int32_t(i))->start, zones[i].first);
+        EXPECT_EQ(lane.zoneByIndex(int32_t(i))->end, zones[i].second);
+    }
+    EXPECT_EQ(MFRandom::state(), s) << "one draw for density and one per step";
+    MFRandom::reseed();
+}

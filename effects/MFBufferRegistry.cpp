@@ -2,15 +2,6 @@
 
 #include <cstring>
 
-void MFBufferRegistry::remove(const float* data) {
-    for (auto it = entries.begin(); it != entries.end(); ++it) {
-        if (it->data == data) {
-            entries.erase(it);
-            return;
-        }
-    }
-}
-
 void MFBufferRegistry::clearAll() {
     for (const Entry& e : entries)
         std::memset(e.data, 0, e.bytes);

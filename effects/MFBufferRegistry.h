@@ -15,8 +15,16 @@ public:
     MFBufferRegistry() { entries.reserve(128); }
 
     void add(float* data, std::size_t bytes) { entries.push_back({data, bytes}); }
-    // Does nothing when the address is not listed.
-    void remove(const float* data);
+    // Does nothing when the address is not listed. Inline so that the pattern
+    // library, which links below the effects, can use it too.
+    void remove(const float* data) {
+        for (auto it = entries.begin(); it != entries.end(); ++it) {
+            if (it->data == data) {
+                entries.erase(it);
+                return;
+            }
+        }
+    }
     // Fills every registered block with zero bytes.
     void clearAll();
 

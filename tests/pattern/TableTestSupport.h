@@ -1,0 +1,43 @@
+#pragma once
+
+#include "effects/MFBPMChangeInterface.h"
+#include "effects/MFBufferRegistry.h"
+#include "effects/MFSystemInfo.h"
+#include "pattern/MFChunk.h"
+#include "pattern/MFChunkableClass.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+// An owner for tables, as the plug-in object provides it.
+struct TableOwner {
+    MFBufferRegistry registry;
+    std::vector<MFBPMChangeInterface*> listeners;
+    MFSystemInfo info{registry, listeners};
+};
+
+inline uint32_t bitsOf(float f) {
+    uint32_t u;
+    std::memcpy(&u, &f, 4);
+    return u;
+}
+
+// Both passes of the writer; the words it wrote.
+inline std::vector<uint32_t> writeWords(MFChunkableClass& object) {
+    MFChunk c;
+    c.beginMeasure(120.0f, 44100.0f);
+    object.writeChunk(c);
+    const int32_t measured = c.position;
+    c.allocateMeasured();
+    c.position = 0;
+    object.writeChunk(c);
+    EXPECT_EQ(c.position, measured) << "measuring and writing passes disagree";
+    return std::vector<uint32_t>(c.data, c.data + c.capacity());
+}
+
+inline void attachWords(MFChunk& c, const std::vector<uint32_t>& words) {
+    c.attachCopy(words.data(), words.size() * 4);
+    c.position = 0;
+}

@@ -23,5 +23,5 @@ if [ -d tests/pattern ]; then
   cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCADENZOID_WERROR=ON \
     -DCADENZOID_SANITIZE=thread -DCADENZOID_BENCH=OFF -DCADENZOID_TOOLS=OFF >/dev/null
   cmake --build build/tsan -j"$jobs" --target test_pattern
-  TSAN_OPTIONS=halt_on_error=1 ./build/tsan/tests/test_pattern --gtest_brief=1
+  CADENZOID_SOURCE="$PWD" TSAN_OPTIONS=halt_on_error=1 ./build/tsan/tests/test_pattern --gtest_brief=1
 fi

@@ -15,6 +15,7 @@
 #include "effects/MFSystemInfo.h"
 #include "effects/MFTapeFingerX.h"
 #include "effects/MFTonalDelay.h"
+#include "effects/MFVEXFilter.h"
 #include "effects/MFVinyl.h"
 
 #include <cstdint>
@@ -44,7 +45,7 @@ public:
     MFTonalDelay tonalDelay;
     MFStereoPanAmp stutter;
     MFBitCrushVeld2 crush;
-    MFEffect filter;
+    MFVEXFilter filter;
     MFPhaser phaser;
     MFChorusVeld2 chorus;
     MFLevelDelay delay;

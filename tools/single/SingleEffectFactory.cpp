@@ -13,6 +13,7 @@
 #include "effects/MFStereoPanAmp.h"
 #include "effects/MFTapeFingerX.h"
 #include "effects/MFTonalDelay.h"
+#include "effects/MFVEXFilter.h"
 #include "effects/MFVinyl.h"
 
 #include <cstring>
@@ -38,6 +39,7 @@ const SingleEffectEntry entries[] = {
     {"Tonal-Delay", -1, [](MFSystemInfo& c) { return make<MFTonalDelay>(c, 188); }},
     {"Stutter", -1, [](MFSystemInfo& c) { return make<MFStereoPanAmp>(c, 183); }},
     {"Crush", -1, [](MFSystemInfo& c) { return make<MFBitCrushVeld2>(c, 187); }},
+    {"Filter", -1, [](MFSystemInfo& c) { return make<MFVEXFilter>(c, 179); }},
     {"Phaser", -1, [](MFSystemInfo& c) { return make<MFPhaser>(c, 160); }},
     {"Chorus", -1, [](MFSystemInfo& c) { return make<MFChorusVeld2>(c, 185); }},
     {"Delay", -1, [](MFSystemInfo& c) { return make<MFLevelDelay>(c, 189); }},

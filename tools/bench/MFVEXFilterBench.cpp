@@ -2,7 +2,7 @@
 #include "effects/MFVEXFilter.h"
 
 // Fully wet, resonant series band pair of bank 1 (the most stages per sample).
-static void BM_VEXFilter(benchmark::State& state) {
+static void BM_MFVEXFilter(benchmark::State& state) {
     BenchContext c;
     MFVEXFilter filter(179, c.info);
     runEffectBench(state, filter, [](MFEffect& e) {
@@ -13,4 +13,4 @@ static void BM_VEXFilter(benchmark::State& state) {
         e.setMix(1.0f);
     });
 }
-BENCHMARK(BM_VEXFilter);
+BENCHMARK(BM_MFVEXFilter);

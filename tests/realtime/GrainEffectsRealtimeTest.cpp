@@ -1,21 +1,31 @@
 #include "effects/MFBeatStretcher.h"
+#include "effects/MFReverserX.h"
 #include "support/AllocationCounter.h"
 #include "support/EffectHarness.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <type_traits>
 #include <vector>
 
 namespace {
 
+template <typename Effect> struct GrainEffectId;
+template <> struct GrainEffectId<MFBeatStretcher> : std::integral_constant<int32_t, 177> {};
+template <> struct GrainEffectId<MFReverserX> : std::integral_constant<int32_t, 181> {};
+
+template <typename Effect> class GrainEffectRealtime : public ::testing::Test {};
+using GrainEffects = ::testing::Types<MFBeatStretcher, MFReverserX>;
+TYPED_TEST_SUITE(GrainEffectRealtime, GrainEffects);
+
 // Every call the block driver makes on the audio thread, over zones that open,
 // re-trigger and close, with every knob moving: none may touch the heap.
-TEST(MFBeatStretcherRealtime, AudioThreadCallsDoNotAllocate) {
+TYPED_TEST(GrainEffectRealtime, AudioThreadCallsDoNotAllocate) {
     TestContext ctx(48000.0f, 120.0);
-    MFBeatStretcher fx(177, ctx.info);
+    TypeParam fx(GrainEffectId<TypeParam>::value, ctx.info);
     std::vector<float> left(64), right(64);
-    const int32_t gate = MFBeatStretcher::parameterGate;
+    const int32_t gate = TypeParam::parameterGate;
     std::size_t allocations = 0;
     {
         AllocationCounter counter;
@@ -44,9 +54,9 @@ TEST(MFBeatStretcherRealtime, AudioThreadCallsDoNotAllocate) {
 }
 
 // A tempo change may grow the buffers once; going back within the grown size may not.
-TEST(MFBeatStretcherRealtime, TempoChangeWithinGrownBuffersDoesNotAllocate) {
+TYPED_TEST(GrainEffectRealtime, TempoChangeWithinGrownBuffersDoesNotAllocate) {
     TestContext ctx(48000.0f, 120.0);
-    MFBeatStretcher fx(177, ctx.info);
+    TypeParam fx(GrainEffectId<TypeParam>::value, ctx.info);
     ctx.changeTempo(45.0); // the slowest tempo: largest buffers
     std::size_t allocations = 0;
     {

@@ -1,9 +1,11 @@
+#include "effects/MFLooperX.h"
 #include "effects/MFLooperX2.h"
 #include "support/AllocationCounter.h"
 #include "support/EffectHarness.h"
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -33,10 +35,18 @@ template <typename Effect> std::size_t allocationsWhilePlaying(TestContext& ctx,
     return counter.count();
 }
 
-} // namespace
+template <typename Effect> struct LoopEffectId;
+template <> struct LoopEffectId<MFLooperX> : std::integral_constant<int32_t, 176> {};
+template <> struct LoopEffectId<MFLooperX2> : std::integral_constant<int32_t, 182> {};
 
-TEST(MFLooperX2Realtime, NoAllocationOnTheAudioPath) {
+template <typename Effect> class LoopEffectRealtime : public ::testing::Test {};
+using LoopEffects = ::testing::Types<MFLooperX, MFLooperX2>;
+TYPED_TEST_SUITE(LoopEffectRealtime, LoopEffects);
+
+TYPED_TEST(LoopEffectRealtime, NoAllocationOnTheAudioPath) {
     TestContext ctx;
-    MFLooperX2 fx(182, ctx.info);
+    TypeParam fx(LoopEffectId<TypeParam>::value, ctx.info);
     EXPECT_EQ(allocationsWhilePlaying(ctx, fx), 0u);
 }
+
+} // namespace

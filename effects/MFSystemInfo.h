@@ -60,6 +60,8 @@ public:
     int32_t stepRangeEnd = 31;
     std::vector<MFInitInterface*> initObjects;
     MFRelaxed<float> randomLow = 0.0f;
+    // Set after init, copy, paste or Chaos changed lanes or tables: the editor redraws.
+    MFRelaxed<bool> dirty = false;
     MFRelaxed<float> randomHigh = 1.0f;
 
     // Pitch of each MIDI note 0..127 in Hz, equal temperament with A4 (note 69) at 440 Hz;

@@ -24,6 +24,16 @@ bool MFChunk::canRead(int32_t words) {
     return false;
 }
 
+void MFChunk::skipWords(int64_t n) {
+    if (n <= 0)
+        return;
+    if (n > int64_t(remainingWords()) || !data) {
+        markOverrun();
+        return;
+    }
+    position += int32_t(n);
+}
+
 bool MFChunk::canWrite(int32_t words) {
     return canRead(words);
 }

@@ -38,6 +38,8 @@ public:
     // Null for an empty string or on overrun; otherwise free the result with freeString.
     virtual char* readString();
     virtual void readBytes(void* destination, int32_t byteCount);
+    // Moves the cursor past n words; past the end it is an overrun like any read.
+    void skipWords(int64_t n);
 
     static void freeString(char* text);
     // Convenience for callers that want value semantics; empty on null.

@@ -20,4 +20,29 @@ struct MFMidiMaps {
     std::vector<MFMapEntry> controllers[controllerCount];
     std::vector<MFMapEntry> global;
     MFFlag editing;
+
+    // Gives every list room for n entries, so that a learn completed on the audio
+    // thread normally appends without touching the heap.
+    void reserve(std::size_t n) {
+        for (auto& list : controllers)
+            list.reserve(n);
+        global.reserve(n);
+    }
+
+    // Removes every entry of the tag from all lists; returns how many went.
+    int32_t removeTag(int32_t tag) {
+        int32_t removed = 0;
+        auto strip = [&](std::vector<MFMapEntry>& list) {
+            std::size_t kept = 0;
+            for (const MFMapEntry& e : list)
+                if (e.tag != tag)
+                    list[kept++] = e;
+            removed += int32_t(list.size() - kept);
+            list.resize(kept);
+        };
+        for (auto& list : controllers)
+            strip(list);
+        strip(global);
+        return removed;
+    }
 };

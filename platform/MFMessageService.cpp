@@ -13,6 +13,10 @@ bool defaultHandler(MFMessageService::Kind kind, const char* text) {
 
 std::atomic<MFMessageService::Handler> currentHandler{&defaultHandler};
 
+// Set while a showMessage box is up: a second error raised meanwhile (another thread, or a
+// handler that pumps events) is dropped rather than stacking boxes on the user.
+std::atomic<bool> messageShowing{false};
+
 } // namespace
 
 void MFMessageService::setHandler(Handler handler) {
@@ -26,10 +30,13 @@ bool MFMessageService::deliver(Kind kind, const char* format, va_list args) {
 }
 
 void MFMessageService::showMessage(const char* format, ...) {
+    if (messageShowing.exchange(true, std::memory_order_acq_rel))
+        return;
     va_list args;
     va_start(args, format);
     deliver(Kind::message, format, args);
     va_end(args);
+    messageShowing.store(false, std::memory_order_release);
 }
 
 void MFMessageService::showNotice(const char* text) {

@@ -16,7 +16,8 @@ public:
     // answers Cancel (without a user nothing destructive should be confirmed).
     static void setHandler(Handler handler);
 
-    // printf-style; texts longer than 8191 bytes are cut.
+    // printf-style; texts longer than 8191 bytes are cut. While one showMessage box is up,
+    // further showMessage calls return at once; notices and questions are not guarded.
     static void showMessage(const char* format, ...) __attribute__((format(printf, 1, 2)));
     static void showNotice(const char* text);
     static bool askOkCancel(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "pattern/MFChunk.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+// The preset tree in memory: each subfolder of the root is one folder of up to 128
+// presets, each preset a chunk holding its whole file, so that a MIDI program change
+// needs no disk access. scan and rescanFolder run on the main thread only; the readers
+// are plain lookups that neither allocate nor lock.
+class MFPresetLibrary {
+public:
+    static constexpr int32_t maxFolders = 128;
+    static constexpr int32_t maxPresets = 128;
+    static constexpr std::size_t nameCharacters = 64;
+    static constexpr const char* midiFolderName = "Midi Programs";
+    // All presets together stay below this, whatever lies on disk.
+    static constexpr std::size_t maxTotalBytes = 256u * 1024u * 1024u;
+
+    explicit MFPresetLibrary(std::string extension = "cdz", int32_t minVersion = 1,
+                             int32_t productId = 110108);
+    MFPresetLibrary(const MFPresetLibrary&) = delete;
+    MFPresetLibrary& operator=(const MFPresetLibrary&) = delete;
+
+    // Rebuilds all folders from the subfolders of rootPath. A missing root leaves the
+    // library empty.
+    void scan(const std::string& rootPath);
+    // Rebuilds one folder from disk; out-of-range indexes do nothing.
+    void rescanFolder(int32_t index);
+
+    // Exact-name lookups; -1 when absent.
+    int32_t folderIndex(const char* name) const;
+    int32_t presetIndex(int32_t folder, const char* name) const;
+    // The chunk, positioned at 0, or null.
+    MFChunk* preset(int32_t folder, int32_t index) const;
+    // Copies at most 64 characters of the name (fewer if capacity is smaller), or "empty".
+    void presetName(char* out, std::size_t capacity, int32_t folder, int32_t index) const;
+    // The chunk at index of the "Midi Programs" folder, or null.
+    MFChunk* midiProgram(int32_t index) const;
+
+    int32_t folderCount() const { return usedFolders; }
+    int32_t presetCount(int32_t folder) const;
+    const std::string& folderName(int32_t folder) const;
+    int32_t midiFolder() const { return midiFolderIndex; }
+    const std::string& rootPath() const { return root; }
+    const std::string& extension() const { return fileExtension; }
+
+private:
+    struct Folder {
+        std::string name;
+        std::vector<std::unique_ptr<MFChunk>> presets;
+        std::size_t bytes = 0;
+    };
+
+    bool validFolder(int32_t folder) const { return folder >= 0 && folder < usedFolders; }
+    void scanFolder(Folder& folder, const std::string& path);
+    std::unique_ptr<MFChunk> loadPreset(const std::string& path, const std::string& fileName,
+                                        std::size_t budget) const;
+    std::size_t totalBytes() const;
+
+    std::string root;
+    std::array<Folder, maxFolders> folders;
+    std::string fileExtension;
+    int32_t minVersion;
+    int32_t productId;
+    int32_t midiFolderIndex = -1;
+    int32_t usedFolders = 0;
+};

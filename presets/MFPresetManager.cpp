@@ -1,0 +1,210 @@
+#include "presets/MFPresetManager.h"
+
+#include "pattern/MFChunk.h"
+#include "platform/MFMessageService.h"
+#include "presets/MFFileio.h"
+#include "presets/MFPaths.h"
+#include "presets/MFPresetHost.h"
+#include "presets/MFPresetLibrary.h"
+#include "presets/MFSettingsStore.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+constexpr std::size_t probeBytes = 20;
+// A dialog may hand this back for "nothing"; it is never a file.
+constexpr const char* emptyChoice = "EMPTY";
+
+std::string numberedKey(const char* format, int32_t number) {
+    char key[64];
+    std::snprintf(key, sizeof key, format, int(number));
+    return key;
+}
+
+bool endsWithExtension(const std::string& path, const std::string& extension) {
+    const std::string tail = "." + extension;
+    return path.size() > tail.size() &&
+           path.compare(path.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+} // namespace
+
+MFPresetManager::MFPresetManager(MFPresetHost& presetHost, MFPresetLibrary& presetLibrary,
+                                 MFSettingsStore& store, std::string product,
+                                 MFFileDialog& fileDialog,
+                                 std::vector<MFPresetCategory> categoryList)
+    : host(presetHost), library(presetLibrary), settings(store),
+      settingsProduct(std::move(product)), dialog(&fileDialog),
+      categories(std::move(categoryList)) {}
+
+std::string MFPresetManager::readSetting(const char* key) {
+    std::string value;
+    if (settings.open(settingsProduct.c_str()))
+        settings.getString(key, value);
+    settings.close();
+    return value;
+}
+
+void MFPresetManager::writeSetting(const char* key, const std::string& value) {
+    if (settings.open(settingsProduct.c_str()))
+        settings.setString(key, value.c_str());
+    settings.close();
+}
+
+bool MFPresetManager::loadPreset(const char* path, int32_t category, const char* extension) {
+    std::string chosen;
+    if (!path) {
+        std::string folder = readSetting(numberedKey("presetpath%d", category).c_str());
+        MFPaths::addTrailingSeparator(folder);
+        const std::vector<MFFileDialog::FileType> types{
+            {"Preset file", extension ? extension : MFPresetCategory::wholeStateExtension}};
+        const MFFileDialog::Result result =
+            dialog->run(MFFileDialog::Mode::open, "Choose a file to load", folder, types, chosen);
+        if (result == MFFileDialog::Result::unavailable)
+            MFMessageService::showNotice(noDialogNotice);
+        if (result != MFFileDialog::Result::chosen)
+            return false;
+        path = chosen.c_str();
+    }
+    if (std::strcmp(path, emptyChoice) == 0)
+        return false;
+
+    uint32_t probe[probeBytes / 4];
+    if (!MFFileio::readFileBytes(path, probe, sizeof probe))
+        return false;
+    MFChunk header;
+    header.attachCopy(probe, sizeof probe);
+    if (!header.parseHeader(false))
+        return false;
+    if (header.writerVersion > MFChunk::currentWriterVersion) {
+        MFMessageService::showMessage("preset was written with a newer version of %s", productName);
+        return false;
+    }
+
+    std::unique_ptr<uint32_t[]> words;
+    const MFFileio::ReadStatus status = MFFileio::readWholeFile(path, header.sizeWords, words);
+    if (status == MFFileio::ReadStatus::unreadable)
+        return false;
+    if (status != MFFileio::ReadStatus::ok) {
+        // The header promised a size the file does not have: damaged, not just unreadable.
+        MFMessageService::showMessage("\t This is no valid %s format!", productName);
+        return false;
+    }
+    MFChunk chunk;
+    chunk.attachOwned(words.release(), header.sizeWords);
+    chunk.position = 0;
+    host.readState(chunk, category, false, false, false);
+
+    const std::string name = MFPaths::nameOf(path);
+    host.presetName(category) = name;
+    if (category == 0) {
+        const std::string folderName = MFPaths::parentFolderName(path);
+        const int32_t folder = library.folderIndex(folderName.c_str());
+        if (folder >= 0) {
+            host.setFolderIndex(folder);
+            const int32_t program = library.presetIndex(folder, name.c_str());
+            if (program >= 0)
+                host.setCurrentProgram(program);
+        }
+    }
+    host.refreshHostDisplay();
+    return true;
+}
+
+bool MFPresetManager::savePreset(const char* name, int32_t category, const char* extension) {
+    const std::string fileExtension = extension ? extension : MFPresetCategory::wholeStateExtension;
+    const MFPresetCategory* record = MFPresetCategory::findByNumber(categories, category);
+    const std::string description =
+        record ? record->fileTypeName : std::string(productName) + " Preset";
+    const std::string key = numberedKey("presetsavepath%d", category);
+
+    std::string path;
+    if (name) {
+        path = name;
+    } else {
+        std::string folder = readSetting(key.c_str());
+        if (folder.empty())
+            folder = readSetting(numberedKey("presetpath%d", category).c_str());
+        MFPaths::addTrailingSeparator(folder);
+        const std::vector<MFFileDialog::FileType> types{{description, fileExtension}};
+        const MFFileDialog::Result result =
+            dialog->run(MFFileDialog::Mode::save, "Save File", folder, types, path);
+        if (result == MFFileDialog::Result::unavailable)
+            MFMessageService::showNotice(noDialogNotice);
+        if (result != MFFileDialog::Result::chosen || path == emptyChoice || path.size() < 2)
+            return false;
+        if (!endsWithExtension(path, fileExtension))
+            path += "." + fileExtension;
+        writeSetting(key.c_str(), MFPaths::folderOf(path));
+    }
+    if (path == emptyChoice)
+        return false;
+
+    MFChunk chunk;
+    chunk.beginMeasure(host.currentTempo(), host.currentSampleRate());
+    host.writeState(chunk, category);
+    const int32_t measured = chunk.position;
+    chunk.allocateMeasured();
+    host.writeState(chunk, category);
+    // A writer whose passes disagree would leave a file that cannot be read back.
+    const bool consistent = measured > 0 && chunk.position == measured && !chunk.overrun();
+    const bool written = consistent && MFFileio::writeFileBytes(path.c_str(), chunk.data,
+                                                                std::size_t(chunk.capacity()) * 4);
+    if (!written)
+        MFMessageService::showMessage("saving preset to %s failed", path.c_str());
+
+    if (category == 0) {
+        const std::string folderName = MFPaths::parentFolderName(path);
+        int32_t folder = library.folderIndex(folderName.c_str());
+        if (folder >= 0) {
+            host.setFolderIndex(folder);
+            library.rescanFolder(folder);
+        } else {
+            // A folder new to the library: rebuild it from the preset root.
+            std::string root = readSetting("presetpath");
+            if (root.empty())
+                root = readSetting("presetpath0");
+            library.scan(root);
+            folder = library.folderIndex(folderName.c_str());
+            host.setFolderIndex(folder >= 0 ? folder : 0);
+        }
+    }
+    host.presetName(category) = MFPaths::nameOf(path);
+    host.refreshHostDisplay();
+    return written;
+}
+
+void MFPresetManager::nextPreset(int32_t category) {
+    stepPreset(category, 1);
+}
+
+void MFPresetManager::previousPreset(int32_t category) {
+    stepPreset(category, -1);
+}
+
+void MFPresetManager::stepPreset(int32_t category, int32_t direction) {
+    const std::string folder = readSetting(numberedKey("presetpath%d", category).c_str());
+    MFFileio listing;
+    listing.list(folder, false, true);
+    const int32_t count = int32_t(listing.count());
+    if (count == 0)
+        return;
+    const std::string& current = host.presetName(category);
+    int32_t index = count;
+    for (int32_t i = 0; i < count; ++i) {
+        if (MFPaths::nameOf(listing.entries()[std::size_t(i)].name) == current) {
+            index = i;
+            break;
+        }
+    }
+    index += direction;
+    if (index >= count)
+        index = 0;
+    else if (index < 0)
+        index = count - 1;
+    const std::string path = MFPaths::join(folder, listing.entries()[std::size_t(index)].name);
+    loadPreset(path.c_str(), category);
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/MFFileDialog.h"
+#include "presets/MFPresetCategory.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class MFPresetHost;
+class MFPresetLibrary;
+class MFSettingsStore;
+
+// The preset file flows: load, save, next and previous. Files are the state chunk byte
+// for byte; the magic, the writer version and the size word are checked before the
+// state reader sees anything. Main thread only.
+class MFPresetManager {
+public:
+    static constexpr const char* productName = "Cadenzoid";
+    static constexpr const char* noDialogNotice =
+        "No file dialog is available. Install zenity or kdialog to choose preset files.";
+
+    // settings is opened under settingsProduct for each flow and closed again.
+    MFPresetManager(MFPresetHost& host, MFPresetLibrary& library, MFSettingsStore& settings,
+                    std::string settingsProduct, MFFileDialog& dialog,
+                    std::vector<MFPresetCategory> categories);
+
+    // Loads a preset file into the category; with path null the open dialog asks for one.
+    // True when the state reader was called.
+    bool loadPreset(const char* path, int32_t category, const char* extension = "cdz");
+    // Saves the category's state; name is the file path, or null to ask with the save
+    // dialog. True when the file was written.
+    bool savePreset(const char* name, int32_t category, const char* extension = "cdz");
+    // Loads the file after (or before) the current preset of the category in its load
+    // folder, wrapping at either end.
+    void nextPreset(int32_t category);
+    void previousPreset(int32_t category);
+
+    void setFileDialog(MFFileDialog& replacement) { dialog = &replacement; }
+
+private:
+    void stepPreset(int32_t category, int32_t direction);
+    std::string readSetting(const char* key);
+    void writeSetting(const char* key, const std::string& value);
+
+    MFPresetHost& host;
+    MFPresetLibrary& library;
+    MFSettingsStore& settings;
+    std::string settingsProduct;
+    MFFileDialog* dialog;
+    std::vector<MFPresetCategory> categories;
+};

@@ -6,6 +6,7 @@
 #include "platform/MFRelaxed.h"
 #include "vst/VstAbi.h"
 
+#include <cstddef>
 #include <cstdint>
 
 // MIDI into the sequencer. The host's events are queued with their sample offsets on

@@ -2,6 +2,7 @@
 
 #include "platform/MFRelaxed.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 

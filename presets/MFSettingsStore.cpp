@@ -135,9 +135,10 @@ void MFSettingsStore::close() {
 void MFSettingsStore::parse(const std::string& content) {
     std::size_t start = 0;
     while (start < content.size() && entries.size() < maxEntries) {
-        std::size_t end = content.find('\n', start);
+        // Every entry ends in a newline; a last line without one was cut short.
+        const std::size_t end = content.find('\n', start);
         if (end == std::string::npos)
-            end = content.size();
+            break;
         const std::size_t length = end - start;
         // A NUL byte cannot come from a C string value: the line is damage.
         if (length >= 3 && length <= maxLineBytes && content[start + 1] == ' ' &&

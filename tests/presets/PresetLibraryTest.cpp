@@ -102,18 +102,6 @@ TEST(PresetLibrary, ScanSkipsShortForeignOldAndDamagedFiles) {
     EXPECT_EQ(namesIn(library, 0), (std::vector<std::string>{"format1", "good"}));
 }
 
-TEST(PresetLibrary, ReadOnlyFilesAreNotOpened) {
-    TempFolder temp;
-    const std::string f = temp.folder("root/Live");
-    writePreset(f + "locked.cdz", 1);
-    ::chmod((f + "locked.cdz").c_str(), 0444);
-    if (::access((f + "locked.cdz").c_str(), W_OK) == 0)
-        GTEST_SKIP() << "running with rights that ignore file modes";
-    MFPresetLibrary library;
-    library.scan(temp.path("root"));
-    EXPECT_EQ(library.presetCount(0), 0);
-}
-
 TEST(PresetLibrary, FoldersAndPresetsAreCappedAt128) {
     TempFolder temp;
     const std::string big = temp.folder("root/Big");
@@ -215,27 +203,22 @@ TEST(Fileio, WholeFileReaderChecksSizeBeforeAllocating) {
               MFFileio::ReadStatus::unreadable); // a folder
 }
 
-TEST(Fileio, ByteReaderAndWriterFollowTheirRules) {
+TEST(Fileio, ByteReaderRefusesBadArgumentsAndWriterReplacesWhole) {
     TempFolder temp;
     const std::string path = temp.path("bytes");
-    const char text[] = "0123456789";
-    ASSERT_TRUE(MFFileio::writeFileBytes(path.c_str(), text, 10));
+    ASSERT_TRUE(MFFileio::writeFileBytes(path.c_str(), "0123456789", 10));
     char back[11] = {};
-    EXPECT_TRUE(MFFileio::readFileBytes(path.c_str(), back, 10));
-    EXPECT_STREQ(back, "0123456789");
     EXPECT_FALSE(MFFileio::readFileBytes(path.c_str(), back, 11)); // fewer bytes than asked
     EXPECT_FALSE(MFFileio::readFileBytes(nullptr, back, 1));
     EXPECT_FALSE(MFFileio::readFileBytes(path.c_str(), nullptr, 1));
     EXPECT_FALSE(MFFileio::readFileBytes("a", back, 1)); // under 2 characters
-    // Overwriting replaces the file whole, and leaves nothing else in the folder.
+    // Overwriting replaces the file whole and leaves nothing else in the folder.
     ASSERT_TRUE(MFFileio::writeFileBytes(path.c_str(), "xy", 2));
     EXPECT_EQ(presettest::readText(path), "xy");
     MFFileio listing;
     ASSERT_TRUE(listing.list(temp.base()));
     ASSERT_EQ(listing.count(), 1u);
-    EXPECT_EQ(listing.entries()[0].name, "bytes");
     EXPECT_FALSE(listing.entries()[0].isFolder);
     EXPECT_FALSE(MFFileio::writeFileBytes(temp.path("missing/x").c_str(), "xy", 2));
-    EXPECT_FALSE(listing.list(temp.path("missing")));
-    EXPECT_EQ(listing.count(), 0u);
+    EXPECT_FALSE(listing.list(""));
 }

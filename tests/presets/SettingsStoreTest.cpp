@@ -148,11 +148,12 @@ TEST(SettingsStore, DamagedFilesReadAsAbsentValues) {
     // The good line around a damaged one still reads; the damaged ones do not.
     EXPECT_EQ(readBack("s good=1\ns bad\\q=2\n", "good"), "1");
     EXPECT_EQ(readBack("s good=1\ns bad\\q=2\n", "bad\\q"), "<absent>");
-    EXPECT_EQ(readBack("s cut=abc\\", "cut"), "<absent>");     // truncated inside an escape
-    EXPECT_EQ(readBack("s nameonly", "nameonly"), "<absent>"); // truncated before '='
-    EXPECT_EQ(readBack("x other=1\n", "other"), "<absent>");   // unknown kind
-    EXPECT_EQ(readBack(std::string("s a=x\0y\n", 8), "a"), "<absent>"); // a raw NUL byte
-    EXPECT_EQ(readBack("s a=Pr\xc3\xa9sets\n", "a"), "Pr\xc3\xa9sets"); // UTF-8 is not damage
+    EXPECT_EQ(readBack("s cut=abc\\", "cut"), "<absent>");       // truncated inside an escape
+    EXPECT_EQ(readBack("s nameonly\n", "nameonly"), "<absent>"); // no '='
+    EXPECT_EQ(readBack("s good=1\ns path=/home/us", "path"), "<absent>"); // cut mid-line
+    EXPECT_EQ(readBack("x other=1\n", "other"), "<absent>");              // unknown kind
+    EXPECT_EQ(readBack(std::string("s a=x\0y\n", 8), "a"), "<absent>");   // a raw NUL byte
+    EXPECT_EQ(readBack("s a=Pr\xc3\xa9sets\n", "a"), "Pr\xc3\xa9sets");   // UTF-8 is not damage
 
     const std::string overlong = "s long=" + std::string(MFSettingsStore::maxLineBytes, 'y');
     EXPECT_EQ(readBack(overlong + "\ns after=ok\n", "long"), "<absent>");

@@ -167,6 +167,9 @@ bool MFPresetManager::savePreset(const char* name, int32_t category, const char*
             std::string root = readSetting("presetpath");
             if (root.empty())
                 root = readSetting("presetpath0");
+            // Without any stored root, rescanning "" would empty the library.
+            if (root.empty())
+                root = library.rootPath();
             library.scan(root);
             folder = library.folderIndex(folderName.c_str());
             host.setFolderIndex(folder >= 0 ? folder : 0);

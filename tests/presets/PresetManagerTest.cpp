@@ -276,6 +276,15 @@ TEST_F(PresetFlows, SaveIntoAFolderNewToTheLibraryRescansTheRoot) {
     EXPECT_EQ(library.presetIndex(index, "x"), 0);
 }
 
+TEST_F(PresetFlows, SaveOutsideTheLibraryWithoutAStoredRootKeepsTheLibrary) {
+    library.scan(presets);
+    setSetting("presetpath0", "");
+    const std::string outside = temp.folder("outside");
+    ASSERT_TRUE(manager.savePreset((outside + "x.cdz").c_str(), 0));
+    EXPECT_GE(library.folderIndex("Live"), 0);
+    EXPECT_EQ(host.folderIndex, std::optional<int32_t>(0));
+}
+
 TEST_F(PresetFlows, SaveDialogAppendsTheExtensionAndRemembersTheFolder) {
     dialog.answer = MFFileDialog::Result::chosen;
     dialog.chosenPath = temp.path("content/Reverb/Cathedral");

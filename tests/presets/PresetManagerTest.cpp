@@ -197,7 +197,15 @@ TEST_F(PresetFlows, LoadRejectsBadFilesWithTheirMessagesAndChangesNothing) {
         EXPECT_EQ(messages.shown(),
                   std::vector<std::string>{"\t This is no valid Cadenzoid format!"});
     }
+    // A category the host has no name for is refused before anything is read, even
+    // with a good file.
+    presettest::writeFile(path, words.data(), words.size() * 4);
+    EXPECT_FALSE(manager.loadPreset(path.c_str(), 15));
+    EXPECT_FALSE(manager.loadPreset(path.c_str(), -1));
+    EXPECT_FALSE(manager.savePreset(temp.path("x.cdz").c_str(), 15));
+    manager.nextPreset(15);
     EXPECT_TRUE(host.reads.empty());
+    EXPECT_EQ(host.writes, 0);
     EXPECT_EQ(host.names[0], "default");
     EXPECT_EQ(host.refreshes, 0);
 }

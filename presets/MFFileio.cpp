@@ -65,7 +65,10 @@ bool atEnd(int fd) {
 
 bool MFFileio::list(const std::string& folder, bool withFolders, bool withFiles) {
     listed.clear();
-    DIR* dir = ::opendir(folder.empty() ? "." : folder.c_str());
+    // An unset path is no folder: never fall back to whatever the current folder is.
+    if (folder.empty())
+        return false;
+    DIR* dir = ::opendir(folder.c_str());
     if (!dir)
         return false;
     while (listed.size() < maxListedEntries) {

@@ -23,8 +23,8 @@ public:
     enum class ReadStatus { ok, unreadable, tooLarge, sizeMismatch };
 
     // Lists a folder into entries(), "." and ".." dropped, in the order the system gives;
-    // false (and no entries) when it cannot be opened. Symbolic links count as what they
-    // point to.
+    // false (and no entries) when it cannot be opened or the path is empty. Symbolic links count as
+    // what they point to.
     bool list(const std::string& folder, bool withFolders = true, bool withFiles = true);
     const std::vector<Entry>& entries() const { return listed; }
     std::size_t count() const { return listed.size(); }

@@ -54,7 +54,14 @@ void MFPresetManager::writeSetting(const char* key, const std::string& value) {
     settings.close();
 }
 
+bool MFPresetManager::validCategory(int32_t category) {
+    return category >= 0 && category < MFPresetCategory::count;
+}
+
 bool MFPresetManager::loadPreset(const char* path, int32_t category, const char* extension) {
+    // The host keeps one name per category; anything else would index past its list.
+    if (!validCategory(category))
+        return false;
     std::string chosen;
     if (!path) {
         std::string folder = readSetting(numberedKey("presetpath%d", category).c_str());
@@ -115,6 +122,8 @@ bool MFPresetManager::loadPreset(const char* path, int32_t category, const char*
 }
 
 bool MFPresetManager::savePreset(const char* name, int32_t category, const char* extension) {
+    if (!validCategory(category))
+        return false;
     const std::string fileExtension = extension ? extension : MFPresetCategory::wholeStateExtension;
     const MFPresetCategory* record = MFPresetCategory::findByNumber(categories, category);
     const std::string description =
@@ -167,6 +176,9 @@ bool MFPresetManager::savePreset(const char* name, int32_t category, const char*
             std::string root = readSetting("presetpath");
             if (root.empty())
                 root = readSetting("presetpath0");
+            // Without any stored root, rescanning "" would empty the library.
+            if (root.empty())
+                root = library.rootPath();
             library.scan(root);
             folder = library.folderIndex(folderName.c_str());
             host.setFolderIndex(folder >= 0 ? folder : 0);
@@ -186,6 +198,8 @@ void MFPresetManager::previousPreset(int32_t category) {
 }
 
 void MFPresetManager::stepPreset(int32_t category, int32_t direction) {
+    if (!validCategory(category))
+        return;
     const std::string folder = readSetting(numberedKey("presetpath%d", category).c_str());
     MFFileio listing;
     listing.list(folder, false, true);

@@ -26,7 +26,7 @@ public:
                     std::vector<MFPresetCategory> categories);
 
     // Loads a preset file into the category; with path null the open dialog asks for one.
-    // True when the state reader was called.
+    // True when the state reader was called. Categories outside 0..14 do nothing.
     bool loadPreset(const char* path, int32_t category, const char* extension = "cdz");
     // Saves the category's state; name is the file path, or null to ask with the save
     // dialog. True when the file was written.
@@ -39,6 +39,7 @@ public:
     void setFileDialog(MFFileDialog& replacement) { dialog = &replacement; }
 
 private:
+    static bool validCategory(int32_t category);
     void stepPreset(int32_t category, int32_t direction);
     std::string readSetting(const char* key);
     void writeSetting(const char* key, const std::string& value);

@@ -37,9 +37,6 @@ void appendEscaped(std::string& out, const std::string& text, bool isName) {
         case '\r':
             out += "\\r";
             break;
-        case '\0':
-            out += "\\0";
-            break;
         case '=':
             out += isName ? "\\=" : "=";
             break;
@@ -72,9 +69,6 @@ bool unescape(const std::string& line, std::size_t& index, char stop, std::strin
             break;
         case 'r':
             out += '\r';
-            break;
-        case '0':
-            out += '\0';
             break;
         case '=':
             out += '=';
@@ -141,11 +135,14 @@ void MFSettingsStore::close() {
 void MFSettingsStore::parse(const std::string& content) {
     std::size_t start = 0;
     while (start < content.size() && entries.size() < maxEntries) {
-        std::size_t end = content.find('\n', start);
+        // Every entry ends in a newline; a last line without one was cut short.
+        const std::size_t end = content.find('\n', start);
         if (end == std::string::npos)
-            end = content.size();
+            break;
         const std::size_t length = end - start;
-        if (length >= 3 && length <= maxLineBytes && content[start + 1] == ' ') {
+        // A NUL byte cannot come from a C string value: the line is damage.
+        if (length >= 3 && length <= maxLineBytes && content[start + 1] == ' ' &&
+            std::memchr(content.data() + start, 0, length) == nullptr) {
             const std::string line = content.substr(start, length);
             const char kind = line[0];
             Entry entry;

@@ -31,7 +31,7 @@ public:
 
     // x: the larger of the two input samples, signed.
     void feed(float x) {
-        float p = peak - float(peakFall);
+        float p = peak - peakFall;
         if (!(p > 0.0f))
             p = 0.0f;
         if (x > p) {

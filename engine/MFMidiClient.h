@@ -7,7 +7,7 @@
 // What the MIDI input needs from the plug-in around it: the parameter door for learned
 // controllers, the note state for the transport and pattern selection, the preset seam
 // for program changes, and the structure handshake for changing the learn lists.
-class MFMidiClient : public MFParameterSink {
+class MFMidiClient : public virtual MFParameterSink {
 public:
     // Audio thread, after every note on, note off and all-notes-off. noteHeld is 1.0
     // while a note sounds, else 0.0; midiKey is the pitch class 0..11 of the last note.

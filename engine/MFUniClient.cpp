@@ -3,6 +3,12 @@
 #include "effects/MFBPMChangeInterface.h"
 #include "engine/MFPluginData.h"
 #include "engine/MFRoundingGuard.h"
+#include "pattern/MFZone.h"
+#include "platform/MFModulePath.h"
+#include "presets/MFPaths.h"
+#include "presets/MFSettingsStartup.h"
+
+#include <cstdio>
 #include "platform/MFSleep.h"
 #include "platform/MFText.h"
 
@@ -14,6 +20,7 @@ using namespace vst;
 namespace {
 constexpr int32_t uniqueId = fourCC('c', 'd', 'z', 'x');
 constexpr int32_t presetCategoryCount = 15;
+constexpr const char* productName = "Cadenzoid";
 
 void copyText(char* out, const char* text, std::size_t capacity) {
     mfCopyText(out, capacity, text);
@@ -22,9 +29,31 @@ void copyText(char* out, const char* text, std::size_t capacity) {
 
 MFUniClient::MFUniClient(HostCallback hostCallback)
     : MFPluginBase(hostCallback, constructedProgramCount, hostParameterCount),
-      context(bufferRegistry, tempoListeners), chain(context), swingRing(&bufferRegistry) {
-    presetNames.assign(presetCategoryCount, "default");
-
+      context(bufferRegistry, tempoListeners),
+      masterLane(context, 0, MFEffectLane::patternCount, false),
+      lanes{{context, 0}, {context, 1}, {context, 2},  {context, 3},  {context, 4},
+            {context, 5}, {context, 6}, {context, 7},  {context, 8},  {context, 9},
+            {context, 10}, {context, 11}, {context, 12}, {context, 13}},
+      eventTables{{context, eventSteps}, {context, eventSteps}},
+      modulators{{lanes[0].tableA, lanes[0].tableB, targetsOf(0), registry.values, *this},
+                 {lanes[1].tableA, lanes[1].tableB, targetsOf(1), registry.values, *this},
+                 {lanes[2].tableA, lanes[2].tableB, targetsOf(2), registry.values, *this},
+                 {lanes[3].tableA, lanes[3].tableB, targetsOf(3), registry.values, *this},
+                 {lanes[4].tableA, lanes[4].tableB, targetsOf(4), registry.values, *this},
+                 {lanes[5].tableA, lanes[5].tableB, targetsOf(5), registry.values, *this},
+                 {lanes[6].tableA, lanes[6].tableB, targetsOf(6), registry.values, *this},
+                 {lanes[7].tableA, lanes[7].tableB, targetsOf(7), registry.values, *this},
+                 {lanes[8].tableA, lanes[8].tableB, targetsOf(8), registry.values, *this},
+                 {lanes[9].tableA, lanes[9].tableB, targetsOf(9), registry.values, *this},
+                 {lanes[10].tableA, lanes[10].tableB, targetsOf(10), registry.values, *this},
+                 {lanes[11].tableA, lanes[11].tableB, targetsOf(11), registry.values, *this},
+                 {lanes[12].tableA, lanes[12].tableB, targetsOf(12), registry.values, *this},
+                 {lanes[13].tableA, lanes[13].tableB, targetsOf(13), registry.values, *this}},
+      stutter(context),
+      midi(midiMaps, *this), codec(registry, midiMaps, presetNames, *this),
+      presetCategories(MFPresetCategory::makeList()),
+      presetManager(*this, presetLibrary, settings, productName, fileDialog, presetCategories),
+      chain(context), swingRing(&bufferRegistry) {
     char vendor[kVstMaxVendorStrLen + 1] = {};
     if (getHostVendorString(vendor))
         hostIsFXpansion = std::strcmp(vendor, "FXpansion") == 0;
@@ -32,7 +61,6 @@ MFUniClient::MFUniClient(HostCallback hostCallback)
     ignoreProgramChange = 1;
     audioRunning.set(false);
     loading.set(false);
-    mapsEditing.set(false);
 
     noTail(false);
     setUniqueID(uniqueId);
@@ -43,19 +71,161 @@ MFUniClient::MFUniClient(HostCallback hostCallback)
 
     context.setControlBlockSize(tickPeriod);
     context.setSampleRate(getSampleRate());
+    transport.setSwingRing(&swingRing);
 
-    for (auto& v : hostValues)
-        v = 0.0f;
+    wireRecords();
+    readSettings();
+    presetNames.assign(presetCategoryCount, "default");
 
+    // Derived state once: the pattern from the keys, the transport's gate, the pattern
+    // stored in every lane and table.
+    patternKey = int32_t(registry.rawValue(0) * 12.0f) % 12;
     transport.refreshTransportGate();
+    selectPattern();
+
     applyAllParameters();
+    loadStartPreset();
     setNumPrograms(programCount);
 
     noiseIndex = 0;
     fillNoiseTable();
 }
 
-MFUniClient::~MFUniClient() = default;
+const MFStepTableTargets& MFUniClient::targetsOf(int32_t lane) {
+    for (const MFStepTableTargets& t : mfStepTableTargets)
+        if (std::strcmp(t.effect, mflane::tags[lane].name) == 0)
+            return t;
+    return mfStepTableTargets[0];
+}
+
+void MFUniClient::wireRecords() {
+    for (auto& lane : targetLane)
+        lane = -1;
+    for (int32_t lane = 0; lane < mflane::count; ++lane) {
+        const MFStepTableTargets& t = targetsOf(lane);
+        for (int32_t k = 0; k < t.targetCount; ++k)
+            targetLane[t.targetTags[std::size_t(k)]] = int8_t(lane);
+    }
+
+    registry.wire([this](const MFParameterSpec& spec) -> MFChunkableClass* {
+        switch (spec.binding) {
+        case MFParameterBinding::lane:
+            return &lanes[spec.bindIndex].zones;
+        case MFParameterBinding::masterLane:
+            return &masterLane;
+        case MFParameterBinding::tableA:
+            return &lanes[spec.bindIndex].tableA;
+        case MFParameterBinding::tableB:
+            return &lanes[spec.bindIndex].tableB;
+        case MFParameterBinding::eventTable:
+            return &eventTables[spec.bindIndex & 1];
+        case MFParameterBinding::mouseArea:
+            mouseAreas[spec.bindIndex].bindValue(&registry.values[spec.tag].raw);
+            return &mouseAreas[spec.bindIndex];
+        default:
+            return nullptr;
+        }
+    });
+
+    // The Stutter's event rows: pan in the middle and full level until drawn otherwise.
+    mfSetUpPatternTable(eventTables[0], eventSteps, 0, 292, 0.5f);
+    mfSetUpPatternTable(eventTables[1], eventSteps, 0, 297, 1.0f);
+    masterLane.tag = 502;
+    setUpMasterLane();
+}
+
+void MFUniClient::setUpMasterLane() {
+    // Loop ranges at start-up: the whole pattern, and two shorter figures that a preset
+    // normally replaces.
+    struct Range {
+        int32_t pattern, start, end;
+    };
+    static const Range ranges[] = {{0, 0, 31}, {6, 1, 2},   {6, 16, 19},
+                                   {6, 22, 22}, {10, 17, 17}, {10, 24, 25}};
+    for (const Range& r : ranges) {
+        MFFloatZoneHandler* handler = masterLane.handler(r.pattern);
+        if (!handler)
+            continue;
+        MFZone* zone = handler->createZone(0);
+        zone->start = r.start;
+        zone->end = r.end;
+        if (!handler->addZone(zone))
+            delete zone;
+    }
+}
+
+MFUniClient::~MFUniClient() {
+    // Values that outlive presets go back to the settings under their names.
+    if (settings.open(productName)) {
+        for (const MFParameterRecord* r : registry.recordsAll) {
+            if (!r->keepOnPreset || !r->value)
+                continue;
+            char text[32];
+            std::snprintf(text, sizeof text, "%f", double(*r->value));
+            settings.setString(r->name, text);
+        }
+        settings.close();
+    }
+}
+
+void MFUniClient::readSettings() {
+    const MFSettingsStartup::Switches switches =
+        MFSettingsStartup::run(settings, productName, presetCategories, mfModuleFolder(),
+                               MFPaths::defaultContentRoot(productName));
+    ignoreProgramChange = switches.ignorePrgChange ? 1 : 0;
+    isolateMaps = switches.ccMapRecallIsolate ? 1 : 0;
+    midi.setIgnoreProgramChange(ignoreProgramChange != 0);
+}
+
+void MFUniClient::loadStartPreset() {
+    std::string folder;
+    if (settings.open(productName)) {
+        settings.getString("presetpath0", folder);
+        settings.close();
+    }
+    if (folder.empty())
+        return;
+    MFPaths::addTrailingSeparator(folder);
+    // A missing default preset leaves the constructed defaults in force, silently.
+    const int32_t program = curProgram;
+    presetManager.loadPreset((folder + "default.cdz").c_str(), 0);
+    (void)program;
+    codec.folderIndex = 0;
+    presetLibrary.scan(folder);
+    presetNames[0] = "default";
+}
+
+std::string& MFUniClient::presetName(int32_t category) {
+    return presetNames[std::size_t(category >= 0 && category < presetCategoryCount ? category : 0)];
+}
+
+void MFUniClient::setProgram(int32_t program) {
+    if (program >= getNumPrograms() || program == curProgram)
+        return;
+    curProgram = program;
+    int32_t folder = codec.folderIndex;
+    const int32_t folders = presetLibrary.folderCount();
+    MFChunk* preset = presetLibrary.preset(folder, program);
+    if (!preset && folders > 0) {
+        if (program < 0) {
+            // Back to the last preset of the previous folder, wrapping to the last one.
+            folder = folder > 0 ? folder - 1 : folders - 1;
+            const int32_t count = presetLibrary.presetCount(folder);
+            curProgram = count > 0 ? count - 1 : 0;
+        } else {
+            folder = folder + 1 < folders ? folder + 1 : 0;
+            curProgram = 0;
+        }
+        codec.folderIndex = folder;
+        preset = presetLibrary.preset(folder, curProgram);
+    }
+    if (!preset)
+        return;
+    preset->position = 0;
+    if (readState(*preset, 0, false, true, false))
+        presetNames[0] = preset->name;
+    updateDisplay();
+}
 
 void MFUniClient::fillNoiseTable() {
     // The minimal standard generator from a fixed seed, so every instance hears the same noise.
@@ -96,6 +266,27 @@ void MFUniClient::applyAllParameters() {
         effect->updateBuffers(false);
         effect->gateOn();
     }
+    resendAllParameters();
+    noteStateChanged(midi.noteHeld(), midi.midiKey());
+}
+
+void MFUniClient::resendAllParameters() {
+    // The raw values are the truth; sending them again recomputes every mapped form at
+    // the present rate and tempo. Buttons that act at their release are never sent.
+    auto send = [this](int32_t tag) { setParameter(tag, registry.rawValue(tag)); };
+    send(320);
+    for (int32_t tag : {116, 501, 499, 503, 512, 514, 1, 0, 101, 525})
+        send(tag);
+    for (int32_t lane = 0; lane < mflane::count; ++lane) {
+        const MFLaneTags& t = mflane::tags[lane];
+        for (MFParameterRecord* r : registry.recordsByCategory[mflane::presetCategory[lane]])
+            if (!r->chunkable && r->index != 305)
+                send(r->index);
+        for (int32_t tag : {t.mix, t.bypass, t.smoothA, t.smoothB, t.tableSwitch, t.record,
+                            t.listA, t.listB})
+            send(tag);
+        setParameter(t.lane, 0.0f);
+    }
 }
 
 void MFUniClient::sizeSwingRing() {
@@ -107,17 +298,8 @@ void MFUniClient::sizeSwingRing() {
     } else {
         swingRing.setSize(entries);
     }
-    if (swingWrite >= int32_t(entries))
-        swingWrite = 0;
-}
-
-void MFUniClient::setParameter(int32_t index, float value) {
-    if (index >= 0 && index < hostParameterCount)
-        hostValues[index] = value;
-}
-
-float MFUniClient::getParameter(int32_t index) {
-    return (index >= 0 && index < hostParameterCount) ? float(hostValues[index]) : 0.0f;
+    if (transport.swingWrite >= int32_t(entries))
+        transport.swingWrite = 0;
 }
 
 void MFUniClient::setParameterAutomated(int32_t index, float value) {
@@ -163,13 +345,17 @@ int32_t MFUniClient::canDo(const char* text) {
 }
 
 void MFUniClient::getProgramName(char* name) {
-    copyText(name, presetNames[0].c_str(), kVstMaxProgNameLen + 1);
+    if (curProgram != 0 && curProgram != -1)
+        presetLibrary.presetName(name, kVstMaxProgNameLen + 1, codec.folderIndex, curProgram);
+    else
+        copyText(name, presetNames[0].c_str(), kVstMaxProgNameLen + 1);
 }
 
 bool MFUniClient::getProgramNameIndexed(int32_t, int32_t index, char* text) {
-    // Without a preset library every program is the current state.
-    (void)index;
-    copyText(text, presetNames[0].c_str(), kVstMaxProgNameLen + 1);
+    if (index == -1)
+        copyText(text, presetNames[0].c_str(), kVstMaxProgNameLen + 1);
+    else
+        presetLibrary.presetName(text, kVstMaxProgNameLen + 1, codec.folderIndex, index);
     return true;
 }
 
@@ -201,19 +387,6 @@ void MFUniClient::flush(int32_t count, int32_t endIndex) {
     pendingCount = 0;
 }
 
-void MFUniClient::applyTempoChange() {
-    context.setTempo(transport.hostTempoRaw);
-    context.notifyTempoListeners();
-}
-
-void MFUniClient::runTick(int32_t i) {
-    if (pendingCount > 0)
-        flush(pendingCount, i);
-    context.controlBlockCounter = 0;
-    if (transport.tempoKnown && transport.hostTempo != context.tempo)
-        applyTempoChange();
-}
-
 void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t frames) {
     if (loading.get()) {
         std::memset(outputs[0], 0, sizeof(float) * std::size_t(frames > 0 ? frames : 0));
@@ -242,6 +415,7 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
             blockOutRight[i] = 0.0f;
             workLeft[0][pendingCount] = left;
             workRight[0][pendingCount] = right;
+            follower.feed(left > right ? left : right);
             workLeft[1][pendingCount] = left;
             workRight[1][pendingCount] = right;
             transport.advance(blockTiming);
@@ -306,4 +480,92 @@ void MFUniClient::finishBlock(int32_t frames) {
     dcLeftY = yl;
     dcRightX = xr;
     dcRightY = yr;
+}
+
+// --- MIDI ----------------------------------------------------------------------------------
+
+int32_t MFUniClient::processEvents(VstEvents* events) {
+    return midi.processEvents(events, context.controlBlockCounter);
+}
+
+void MFUniClient::noteStateChanged(float noteHeld, int32_t key) {
+    transport.setNoteHeld(noteHeld);
+    midiKey = key;
+    selectPattern();
+}
+
+void MFUniClient::programChange(int32_t number) {
+    // Handled inside the block: the load must not wait for the block it stands in.
+    if (MFChunk* preset = presetLibrary.midiProgram(number)) {
+        if (readState(*preset, 0, false, true, true))
+            presetNames[0] = preset->name;
+    }
+}
+
+// --- state and chunks ----------------------------------------------------------------------
+
+void MFUniClient::writeState(MFChunk& chunk, int32_t category) {
+    codec.curProgram = curProgram;
+    codec.writeState(chunk, category);
+}
+
+bool MFUniClient::readState(MFChunk& chunk, int32_t category, bool recallAll, bool silent,
+                            bool onAudioThread) {
+    codec.curProgram = curProgram;
+    codec.isolateMaps = isolateMaps;
+    const bool loaded = codec.readState(chunk, category, recallAll, silent, onAudioThread);
+    chunk.position = 0;
+    curProgram = codec.curProgram;
+    return loaded;
+}
+
+bool MFUniClient::beginLoad(bool onAudioThread) {
+    loading.set(true);
+    if (onAudioThread)
+        return true;
+    // The block in flight ends within a few milliseconds; a host whose audio thread
+    // never returns must not hang its main thread here too.
+    for (int32_t tries = 0; audioRunning.get(); ++tries) {
+        if (tries >= loadWaitCeiling) {
+            loading.set(false);
+            return false;
+        }
+        mfSleepOneMillisecond();
+    }
+    return true;
+}
+
+void MFUniClient::finishLoad() {
+    bufferRegistry.clearAll();
+    loading.set(false);
+    context.dirty = true;
+    panels.requestRedraw();
+}
+
+int32_t MFUniClient::getChunk(void** data, bool) {
+    MFChunk& chunk = chunkScratch[0];
+    chunk.beginMeasure(float(context.tempo), context.sampleRate);
+    writeState(chunk, 0);
+    chunk.allocateMeasured();
+    writeState(chunk, 0);
+    *data = chunk.data;
+    return chunk.position * 4;
+}
+
+int32_t MFUniClient::setChunk(void* data, int32_t byteSize, bool) {
+    if (!data || byteSize <= 0)
+        return 1;
+    // The host's bytes are copied, so that no read can leave the size it gave.
+    MFChunk chunk;
+    chunk.attachCopy(data, std::size_t(byteSize));
+    readState(chunk, 0, true, false, false);
+
+    // The last state received, kept as written back.
+    MFChunk& copy = chunkScratch[1];
+    copy.beginMeasure(float(context.tempo), context.sampleRate);
+    writeState(copy, 0);
+    copy.allocateMeasured();
+    writeState(copy, 0);
+    copy.name = presetNames[0];
+    return 1;
 }

@@ -5,7 +5,28 @@
 #include "effects/MFSystemInfo.h"
 #include "engine/MFAligned.h"
 #include "engine/MFEffectChain.h"
+#include "engine/MFEffectLane.h"
+#include "effects/MFAttackDecayEnvelope.h"
+#include "effects/MFLevelFollower.h"
+#include "effects/MFStutter.h"
+#include "engine/MFLaneGate.h"
+#include "engine/MFLaneTags.h"
+#include "engine/MFMidiClient.h"
+#include "engine/MFMidiInput.h"
+#include "engine/MFStateCodec.h"
+#include "engine/MFStepTableModulator.h"
+#include "engine/MFStepTableTargets.h"
+#include "engine/MFMouseAreaChunk.h"
+#include "engine/MFPanelState.h"
+#include "engine/MFParameterRegistry.h"
+#include "engine/MFParameterSink.h"
 #include "engine/MFTransport.h"
+#include "platform/MFFileDialog.h"
+#include "presets/MFPresetCategory.h"
+#include "presets/MFPresetHost.h"
+#include "presets/MFPresetLibrary.h"
+#include "presets/MFPresetManager.h"
+#include "presets/MFSettingsStore.h"
 #include "platform/MFRelaxed.h"
 #include "vst/AudioEffectX.h"
 
@@ -22,8 +43,16 @@ public:
 };
 
 // The one object the host sees. It owns the whole engine by value: the shared
-// context, the chain of effects, the block driver's state and the transport.
-class MFUniClient : public MFPluginBase, public MFAligned {
+// context, the parameter records and their values, the lanes and tables, the chain of
+// effects, the block driver's state and the transport. Its definitions are split by
+// concern: MFUniClient.cpp (lifecycle and block driver), MFUniClientParameters.cpp (the
+// host's parameter interface and the fan-out of setParameter), MFUniClientTick.cpp (the
+// sequencer's work at each tick).
+class MFUniClient : public MFPluginBase,
+                    public MFMidiClient,
+                    public MFStateOwner,
+                    public MFPresetHost,
+                    public MFAligned {
 public:
     static constexpr int32_t hostParameterCount = 117;
     static constexpr int32_t constructedProgramCount = 128;
@@ -34,6 +63,9 @@ public:
     static constexpr int32_t timeInfoMask = 0x1E02;
     static constexpr int32_t noiseTableSize = 1024;
     static constexpr int32_t loadWaitLimit = 500;
+    // A state load waits for the audio block in flight; ten seconds is no block's length.
+    static constexpr int32_t loadWaitCeiling = 10000;
+    static constexpr int32_t eventSteps = 8;
 
     explicit MFUniClient(vst::HostCallback host);
     ~MFUniClient() override;
@@ -46,12 +78,17 @@ public:
     void processReplacing(float** inputs, float** outputs, int32_t frames) override;
     void processDoubleReplacing(double**, double**, int32_t) override {}
 
-    // Parameters (values only until the parameter registry exists).
-    void setParameter(int32_t index, float value) override;
+    // Parameters: every value from any source enters through setParameter.
+    void setParameter(int32_t tag, float value) override;
     float getParameter(int32_t index) override;
     void setParameterAutomated(int32_t index, float value) override;
     bool beginEdit(int32_t index) override;
     bool endEdit(int32_t index) override;
+    void getParameterName(int32_t index, char* text) override;
+    void getParameterLabel(int32_t index, char* text) override;
+    void getParameterDisplay(int32_t index, char* text) override;
+    bool getParameterProperties(int32_t index, vst::VstParameterProperties* properties) override;
+    bool canParameterBeAutomated(int32_t) override { return true; }
 
     // Identification and capabilities.
     bool getEffectName(char* name) override;
@@ -66,7 +103,20 @@ public:
     int32_t getNumMidiOutputChannels() override { return 0; }
     int32_t setTotalSampleToProcess(int32_t value) override { return value; }
 
-    // Programs (names only until the preset library exists).
+    // MIDI in: queued with their offsets, handled at the ticks.
+    int32_t processEvents(vst::VstEvents* events) override;
+
+    // Host chunks: the whole state, for programs and banks alike.
+    int32_t getChunk(void** data, bool isPreset) override;
+    int32_t setChunk(void* data, int32_t byteSize, bool isPreset) override;
+
+    // The persistent state; category 0 is the whole plug-in, 1 to 14 one effect.
+    void writeState(MFChunk& chunk, int32_t category) override;
+    bool readState(MFChunk& chunk, int32_t category, bool recallAll, bool silent,
+                   bool onAudioThread) override;
+
+    // Programs: the presets of the current folder of the library.
+    void setProgram(int32_t program) override;
     void getProgramName(char* name) override;
     bool getProgramNameIndexed(int32_t category, int32_t index, char* text) override;
 
@@ -75,8 +125,10 @@ public:
 
     // The main thread's side of the load handshake: silence the audio thread and wait
     // for the block in flight to end; false if it did not end within the limit.
-    bool beginStructureChange(int32_t waitLimit);
-    void endStructureChange() { loading.set(false); }
+    bool beginStructureChange(int32_t waitLimit) override;
+    void endStructureChange() override { loading.set(false); }
+    // Whether the audio thread is silenced for a structure change.
+    bool isLoading() const { return loading.get(); }
 
     // Read-only views for the editor, the tests and the renderer.
     const MFSystemInfo& getContext() const { return context; }
@@ -89,6 +141,27 @@ public:
     bool isHostFXpansion() const { return hostIsFXpansion; }
     MFEffectChain& getChain() { return chain; }
     const MFBufferRegistry& getBufferRegistry() const { return bufferRegistry; }
+    MFParameterRegistry& getRegistry() { return registry; }
+    MFEffectLane& getLane(int32_t lane) { return lanes[lane]; }
+    MFZoneHandlerContainer<MFFloatZoneHandler>& getMasterLane() { return masterLane; }
+    MFTableXY& getEventTable(int32_t index) { return eventTables[index & 1]; }
+    MFMouseAreaChunk& getMouseArea(int32_t index) { return mouseAreas[index]; }
+    const MFPanelState& getPanels() const { return panels; }
+    // The pattern in force: the later of the pattern keys and a MIDI note, times "PatternOctave".
+    int32_t getPattern() const { return pattern; }
+    // Sets the touch flag of a parameter, as the editor does while a control is held.
+    void setTouched(int32_t tag, bool held);
+    MFMidiMaps& getMidiMaps() { return midiMaps; }
+    MFMidiInput& getMidiInput() { return midi; }
+    const MFLaneGate& getGate(int32_t lane) const { return gates[lane]; }
+    const MFStutter& getStutter() const { return stutter; }
+    MFStepTableModulator& getModulator(int32_t lane) { return modulator(lane); }
+    const std::vector<std::string>& getPresetNames() const { return presetNames; }
+    int32_t getFolderIndex() const { return codec.folderIndex; }
+    MFPresetManager& getPresetManager() { return presetManager; }
+    MFPresetLibrary& getPresetLibrary() { return presetLibrary; }
+    // Replaces the desktop's file dialog, for tests and for hosts without a display.
+    void setFileDialog(MFFileDialog& dialog) { presetManager.setFileDialog(dialog); }
 
 protected:
     // One 64-sample control tick at sample index i of the current block.
@@ -97,7 +170,63 @@ protected:
     void setMasterTarget(float value) { masterTarget = value; }
     void setMixWeights(float wet, float dry);
 
+    // MFMidiClient: the note state from the MIDI input, and program changes.
+    void noteStateChanged(float noteHeld, int32_t key) override;
+    void programChange(int32_t number) override;
+    // MFPresetHost: what the preset flows reach.
+    std::string& presetName(int32_t category) override;
+    void setFolderIndex(int32_t index) override { codec.folderIndex = index; }
+    void setCurrentProgram(int32_t program) override { curProgram = program; }
+    float currentTempo() override { return float(context.tempo); }
+    float currentSampleRate() override { return context.sampleRate; }
+    void refreshHostDisplay() override { updateDisplay(); }
+    // MFStateOwner: the load handshake.
+    bool beginLoad(bool onAudioThread) override;
+    void finishLoad() override;
+
 private:
+    // Second half of construction: records wired, lanes and tables prepared.
+    void wireRecords();
+    void setUpMasterLane();
+    void readSettings();
+    void loadStartPreset();
+    // Pattern selection: the later change of the pattern keys or a MIDI note wins.
+    void selectPattern();
+    void storePattern(int32_t value);
+    void setHostParameter(int32_t tag, float v);
+    void setInternalParameter(int32_t tag, float v);
+    void setLaneParameter(int32_t lane, int32_t tag, float v);
+    void runReleaseActions();
+    void showPanel(int32_t state);
+    void refreshWeights();
+    void sendStretchSpeed();
+    void resendAllParameters();
+    template <class Action> void forEditGroup(Action&& action);
+
+    // Per-lane state fed by the fan-out (MFUniClientTick.cpp).
+    void setLaneBypass(int32_t lane, float on);
+    void setLaneMix(int32_t lane, float mix);
+    void setLaneEnvelopeTime(int32_t lane, bool attack, float ms);
+    void setLaneSmoothing(int32_t tag, float v);
+    void setTableSwitch(int32_t lane, float v);
+    void setTableRecord(int32_t lane, float v);
+    void setTableList(int32_t lane, int32_t table, float v);
+    void refreshRecordState(int32_t lane);
+    void setStutterTempo(float v);
+    void setStutterAttack(float v);
+    void setStutterDecay(float v);
+    void setFilterAttack(float v);
+    void setFilterDecay(float v);
+    void setSwing(float v);
+    void setStepLength(float v);
+    void setPositionMode(float v);
+    void setSequencerOn(float v);
+    void setRetrigger(float v);
+    void runLanes();
+    MFStepTableModulator& modulator(int32_t lane) { return modulators[lane]; }
+    static int32_t laneOfBypass(int32_t tag) { return tag - 102; }
+    static const MFStepTableTargets& targetsOf(int32_t lane);
+
     void flush(int32_t count, int32_t endIndex);
     void applyTempoChange();
     void finishBlock(int32_t frames);
@@ -106,7 +235,6 @@ private:
 
     std::vector<std::string> presetNames;
     std::string currentPresetName = "default";
-    int32_t folderIndex = 0;
 
     std::vector<MFBPMChangeInterface*> tempoListeners;
     MFBufferRegistry bufferRegistry;
@@ -124,9 +252,54 @@ private:
     float noiseTable[noiseTableSize];
     int32_t noiseIndex = 0;
 
-    // Host parameter values, until the registry of named records takes over.
-    MFRelaxed<float> hostValues[hostParameterCount];
+    MFParameterRegistry registry;
+    MFMouseAreaChunk mouseAreas[3];
+    MFPanelState panels;
+
+    MFZoneHandlerContainer<MFFloatZoneHandler> masterLane;
+    MFEffectLane lanes[mflane::count];
+    MFTableXY eventTables[2];
+
+    // Pattern selection.
+    MFRelaxed<int32_t> patternKey = 0;
+    int32_t patternKeyLast = 0;
+    MFRelaxed<int32_t> midiKey = 0;
+    int32_t midiKeyLast = 0;
+    int32_t keyLatched = 0;
+    MFRelaxed<float> patternsOn = 1.0f;
+    MFRelaxed<int32_t> pattern = 0;
+
+    // Mapped values the tick reads.
+    MFRelaxed<float> masterLevel = 1.0f;
+    MFRelaxed<float> globalWet[4] = {1.0f, 1.0f, 0.0f, 0.0f}; // w, sqrt w, 1 - w, sqrt(1 - w)
+    MFRelaxed<int32_t> powerLaw = 0;
     MFRelaxed<float> vinylSwitch = 0.0f;
+    MFRelaxed<int32_t> stretchSnap = 0;
+    MFRelaxed<float> tonalLevel = 1.0f;
+    MFRelaxed<float> filterPeak = 0.0f;
+    MFRelaxed<int32_t> filterEnvMode = 0;
+    MFRelaxed<int32_t> guiPanel = -1;
+    MFRelaxed<float> wetTarget = 1.0f;
+    MFRelaxed<float> dryTarget = 0.0f;
+    // Last seen values of the global release buttons.
+    float lastInitAll = 0.0f, lastCopy = 0.0f, lastPaste = 0.0f, lastChaos = 0.0f;
+    // The lane whose step tables can target a tag, or -1.
+    int8_t targetLane[mfTagCount];
+
+    MFLaneGate gates[mflane::count];
+    MFStepTableModulator modulators[mflane::count];
+    MFStutter stutter;
+    MFAttackDecayEnvelope filterEnvelope;
+    MFLevelFollower follower;
+    MFMidiMaps midiMaps;
+    MFMidiInput midi;
+    MFStateCodec codec;
+    MFChunk chunkScratch[2];
+    MFPresetLibrary presetLibrary;
+    std::vector<MFPresetCategory> presetCategories;
+    MFSettingsStore settings;
+    MFFileDialog fileDialog;
+    MFPresetManager presetManager;
 
     MFEffectChain chain;
     MFTransport transport;
@@ -142,12 +315,10 @@ private:
     float ticksPerSecond = 0.0f;
     float secondsPerTick = 0.0f;
     MFAlignedArray swingRing;
-    int32_t swingWrite = 0;
 
     bool hostIsFXpansion = false;
     uint8_t ignoreProgramChange = 1;
     uint8_t isolateMaps = 0;
     MFFlag audioRunning;
     MFFlag loading;
-    MFFlag mapsEditing;
 };

@@ -10,7 +10,7 @@ class MFChunk;
 class MFPresetHost {
 public:
     virtual ~MFPresetHost() = default;
-    virtual void readState(MFChunk& chunk, int32_t category, bool recallAll, bool silent,
+    virtual bool readState(MFChunk& chunk, int32_t category, bool recallAll, bool silent,
                            bool onAudioThread) = 0;
     // Must start with MFChunk::writeHeader() and write the same words in both passes.
     virtual void writeState(MFChunk& chunk, int32_t category) = 0;

@@ -87,3 +87,7 @@ intptr_t AudioEffectX::dispatcher(int32_t opcode, int32_t index, intptr_t value,
         return AudioEffect::dispatcher(opcode, index, value, ptr, opt);
     }
 }
+
+bool AudioEffectX::updateDisplay() {
+    return callHost(audioMasterUpdateDisplay, 0, 0, nullptr) != 0;
+}

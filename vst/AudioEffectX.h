@@ -36,4 +36,6 @@ protected:
     int32_t getMasterVersion();
     vst::VstTimeInfo* getTimeInfo(int32_t mask);
     bool getHostVendorString(char* text);
+    // Asks the host to read names and values again, after a program or preset change.
+    bool updateDisplay();
 };

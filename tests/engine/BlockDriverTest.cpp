@@ -28,7 +28,7 @@ public:
         tickSamples.push_back(blockStart + i);
         tickPositions.push_back(getTransport().ppqPosition);
         if (masterAtTick >= 0 && int64_t(tickSamples.size()) - 1 == masterAtTick)
-            setMasterTarget(masterValue);
+            setParameter(1, masterValue * 0.5f); // "masterlevel": the gain is twice the raw value
         MFUniClient::runTick(i);
     }
 
@@ -54,6 +54,7 @@ struct Rig {
     Rig() {
         client = new ObservedClient(FakeHost::callback());
         host.attach(client);
+        client->setParameter(1, 0.5f); // unity master gain
     }
     // Runs frames through the plug-in in blocks given by sizes (cycled), host clock moving.
     void run(std::vector<float>& l, std::vector<float>& r, std::vector<float>& ol,

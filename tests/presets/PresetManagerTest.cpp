@@ -33,11 +33,12 @@ public:
         int32_t position;
     };
 
-    void readState(MFChunk& chunk, int32_t category, bool recallAll, bool silent,
+    bool readState(MFChunk& chunk, int32_t category, bool recallAll, bool silent,
                    bool onAudioThread) override {
         reads.push_back({category, recallAll, silent, onAudioThread,
                          std::vector<uint32_t>(chunk.data, chunk.data + chunk.capacity()),
                          chunk.position});
+        return true;
     }
     void writeState(MFChunk& chunk, int32_t category) override {
         chunk.writeHeader();

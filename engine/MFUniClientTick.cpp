@@ -1,0 +1,221 @@
+// The sequencer's work at each 64-sample tick, and the per-lane state the fan-out feeds:
+// position and step, lane gates and envelopes, the Stutter and the Filter's extra
+// sources, and the step tables. Runs on the audio thread; nothing here allocates.
+
+#include "engine/MFUniClient.h"
+
+#include <algorithm>
+
+namespace {
+// The gate parameter of the stages that have one; -1 where the lane only sets the mix.
+constexpr int32_t gateIndex[mflane::count] = {4, 4, 5, 3, 3, 3, -1, -1, -1, -1, -1, -1, -1, -1};
+constexpr int32_t tapeStopGateIndex = 2;
+constexpr int32_t tonalLevelIndex = 4;
+constexpr int32_t delayDryIndex = 4;
+constexpr int32_t reverbDryIndex = 5;
+constexpr int32_t delayDryTag = 65;
+constexpr int32_t reverbDryTag = 71;
+constexpr int32_t filterCutoffTag = 44;
+} // namespace
+
+// --- per-lane state, fed by setParameter -----------------------------------------------
+
+void MFUniClient::setLaneBypass(int32_t lane, float on) {
+    gates[lane].bypassOn = on;
+}
+
+void MFUniClient::setLaneMix(int32_t lane, float mix) {
+    gates[lane].userMix = mix;
+}
+
+void MFUniClient::setLaneEnvelopeTime(int32_t lane, bool attack, float ms) {
+    if (attack)
+        gates[lane].attackMs = ms;
+    else
+        gates[lane].releaseMs = ms;
+}
+
+void MFUniClient::setLaneSmoothing(int32_t tag, float v) {
+    for (int32_t lane = 0; lane < mflane::count; ++lane) {
+        if (mflane::tags[lane].smoothA == tag)
+            modulator(lane).setSmooth(0, v);
+        else if (mflane::tags[lane].smoothB == tag)
+            modulator(lane).setSmooth(1, v);
+    }
+}
+
+void MFUniClient::setTableSwitch(int32_t lane, float v) {
+    modulator(lane).setTableSwitch(v);
+}
+
+void MFUniClient::setTableRecord(int32_t lane, float v) {
+    modulator(lane).setRecord(v);
+}
+
+void MFUniClient::setTableList(int32_t lane, int32_t table, float v) {
+    modulator(lane).setList(table, v);
+}
+
+void MFUniClient::refreshRecordState(int32_t lane) {
+    modulator(lane).refreshRecordState();
+}
+
+void MFUniClient::setStutterTempo(float v) {
+    stutter.setTempo(v);
+}
+
+void MFUniClient::setStutterAttack(float v) {
+    stutter.setAttack(v);
+}
+
+void MFUniClient::setStutterDecay(float v) {
+    stutter.setDecay(v);
+}
+
+void MFUniClient::setFilterAttack(float v) {
+    filterEnvelope.attackMs = 500.0f * v * v;
+    follower.setRise(v, context.sampleRate);
+}
+
+void MFUniClient::setFilterDecay(float v) {
+    filterEnvelope.decayMs = 1000.0f * v * v;
+    follower.setFall(v, context.samplesPerBeat, context.samplesPerMs);
+}
+
+void MFUniClient::setSwing(float v) {
+    transport.setSwing(v);
+}
+
+void MFUniClient::setStepLength(float v) {
+    transport.setStepLength(v, context.samplesPerBeat);
+    transport.setSwing(registry.rawValue(116));
+}
+
+void MFUniClient::setPositionMode(float v) {
+    transport.setPositionMode(v);
+}
+
+void MFUniClient::setSequencerOn(float v) {
+    transport.setBypass(v);
+}
+
+void MFUniClient::setRetrigger(float v) {
+    transport.setRetrigger(v);
+}
+
+// --- the tick ----------------------------------------------------------------------------
+
+void MFUniClient::runTick(int32_t i) {
+    if (pendingCount > 0)
+        flush(pendingCount, i);
+    context.controlBlockCounter = 0;
+
+    midi.tick();
+
+    if (transport.tempoKnown && transport.hostTempo != context.tempo)
+        applyTempoChange();
+
+    MFFloatZoneHandler* range = masterLane.currentHandler();
+    transport.computeStep(range->startTable[0], range->endTable[0], context.ticksPerMs);
+
+    masterTarget = masterLevel;
+
+    runLanes();
+
+    wetGain = wetTarget;
+    dryGain = dryTarget;
+
+    const float step = transport.currentStep;
+    for (int32_t lane : mflane::tableOrder)
+        modulator(lane).tick(step, context.ticksPerMs);
+}
+
+void MFUniClient::applyTempoChange() {
+    context.setTempo(transport.hostTempoRaw);
+    // These three hold values in samples.
+    setParameter(499, registry.rawValue(499));
+    setParameter(36, registry.rawValue(36));
+    setParameter(48, registry.rawValue(48));
+    context.notifyTempoListeners();
+}
+
+void MFUniClient::runLanes() {
+    const int32_t step = int32_t(transport.currentStep);
+    const float gateFactor = transport.transportGate;
+    const float ticksPerMs = context.ticksPerMs;
+    MFEffect* const* effects = chain.all();
+
+    for (int32_t lane = 0; lane < mflane::count; ++lane) {
+        MFLaneGate& g = gates[lane];
+        const float stepValue = lanes[lane].zones.currentHandler()->stepValue(step);
+        g.tick(stepValue, gateFactor, ticksPerMs);
+
+        switch (lane) {
+        case mflane::vinyl: {
+            const float which = vinylSwitch;
+            if (which == 0.0f) {
+                chain.vinyl.setParameter(gateIndex[lane], g.getGateOut());
+                chain.vinyl.setMix(g.getWetOut());
+                chain.vinyl.controlTick();
+            } else if (which == 1.0f) {
+                chain.tapeStop.setParameter(tapeStopGateIndex, g.getGateOut());
+                chain.tapeStop.setMix(g.getWetOut());
+                chain.tapeStop.controlTick();
+            }
+            break;
+        }
+        case mflane::tonalDelay:
+            chain.tonalDelay.setMix(g.getWetOut());
+            chain.tonalDelay.setParameter(tonalLevelIndex,
+                                          MFLaneGate::levelLine(g.getEnvLevel(), tonalLevel));
+            chain.tonalDelay.controlTick();
+            break;
+        case mflane::stutter:
+            stutter.tick(g.getGateValue(), g.getWetOut(), g.getEnvLevel(), eventTables[0], eventTables[1],
+                         transport.runSource == 0.0f, chain.stutter);
+            break;
+        case mflane::crush:
+            chain.crush.setMix(g.getWetOut());
+            chain.crush.controlTick();
+            break;
+        case mflane::filter: {
+            filterEnvelope.tick(g.getGateOut(), ticksPerMs, false);
+            const float source = filterEnvMode ? follower.valueAtTick() : filterEnvelope.level();
+            const float v = std::clamp(source * filterPeak + registry.rawValue(filterCutoffTag),
+                                       0.0f, 1.0f);
+            chain.filter.setParameter(0, v);
+            chain.filter.setMix(g.getWetOut());
+            chain.filter.controlTick();
+            break;
+        }
+        case mflane::phaser:
+            chain.phaser.setMix(g.getWetOut());
+            chain.phaser.controlTick();
+            break;
+        case mflane::chorus:
+            // The chorus glides on its own clock and takes no tick from the lane.
+            chain.chorus.setMix(g.getWetOut());
+            break;
+        case mflane::delay:
+            chain.delay.setParameter(
+                delayDryIndex, MFLaneGate::levelLine(g.getEnvLevel(), registry.rawValue(delayDryTag)));
+            chain.delay.setMix(g.getWetOut());
+            chain.delay.controlTick();
+            break;
+        case mflane::reverb:
+            chain.reverb.setParameter(
+                reverbDryIndex,
+                MFLaneGate::levelLine(g.getEnvLevel(), registry.rawValue(reverbDryTag)));
+            chain.reverb.setMix(g.getWetOut());
+            chain.reverb.controlTick();
+            break;
+        default: {
+            MFEffect* effect = effects[lane]; // stages 1 to 5 lead the chain
+            effect->setParameter(gateIndex[lane], g.getGateOut());
+            effect->setMix(g.getWetOut());
+            effect->controlTick();
+            break;
+        }
+        }
+    }
+}

@@ -6,11 +6,11 @@
 // the fourteen lanes as data. Lanes are numbered in chain order.
 struct MFLaneTags {
     const char* name;
-    int16_t lane;       // the lane record; its value is the panel button
-    int16_t init;       // clears the current pattern's zones at release
-    int16_t release;    // envelope times
+    int16_t lane;    // the lane record; its value is the panel button
+    int16_t init;    // clears the current pattern's zones at release
+    int16_t release; // envelope times
     int16_t attack;
-    int16_t tableA;     // the two step tables
+    int16_t tableA; // the two step tables
     int16_t tableB;
     int16_t tableSwitch; // "Switch_c": which table is shown and recorded into
     int16_t randomA;
@@ -72,7 +72,7 @@ constexpr MFLaneTags tags[count] = {
 constexpr int32_t presetCategory[count] = {14, 1, 3, 4, 2, 5, 6, 7, 8, 9, 10, 11, 12, 13};
 
 // Step tables are evaluated in the order of the lanes' blocks in the object, not the chain.
-constexpr int32_t tableOrder[count] = {reverb,  phaser,  chorus,      delay,  crush,
-                                       tonalDelay, stutter, loop,     reverse, stretch,
-                                       vinyl,   scratchLoop, filter,  xLoop};
+constexpr int32_t tableOrder[count] = {reverb,     phaser,      chorus, delay,   crush,
+                                       tonalDelay, stutter,     loop,   reverse, stretch,
+                                       vinyl,      scratchLoop, filter, xLoop};
 } // namespace mflane

@@ -148,8 +148,12 @@ void MFTransport::computeStep(float start, float end, float ticksPerMs) {
         length = 1.0f;
     loopLength = length;
 
-    // 2. Position in the song, folded into the range.
-    const uint32_t songStep = truncatedU32(ppqPosition * stepsPerBeat);
+    // 2. Position in the song, folded into the range. The step is taken from the exact
+    // position: a step that begins on a tick's sample must be seen by that tick, however
+    // the host sliced the blocks before it, and the float position can fall a hair short.
+    const double exactSteps = exactPosition * double(float(stepsPerBeat)) + stepGuard;
+    const uint32_t songStep =
+        exactSteps > 0.0 && exactSteps < 9.2e18 ? uint32_t(int64_t(exactSteps)) : 0u;
     uint32_t span = truncatedU32(length);
     if (span == 0)
         span = 1;

@@ -68,6 +68,9 @@ public:
 
     static constexpr double jumpDistance = 0.5;
     static constexpr double overshootTolerance = 0.15;
+    // A millionth of a step: far below a sample at any tempo, far above the rounding
+    // of the summed position.
+    static constexpr double stepGuard = 1e-6;
     static constexpr double minimumHostTempo = 45.0;
     static constexpr int32_t stepLengthCount = 6;
     static constexpr float stepsPerBeatTable[stepLengthCount] = {

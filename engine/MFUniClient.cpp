@@ -8,9 +8,9 @@
 #include "presets/MFPaths.h"
 #include "presets/MFSettingsStartup.h"
 
-#include <cstdio>
 #include "platform/MFSleep.h"
 #include "platform/MFText.h"
+#include <cstdio>
 
 #include <cmath>
 #include <cstring>
@@ -31,8 +31,8 @@ MFUniClient::MFUniClient(HostCallback hostCallback)
     : MFPluginBase(hostCallback, constructedProgramCount, hostParameterCount),
       context(bufferRegistry, tempoListeners),
       masterLane(context, 0, MFEffectLane::patternCount, false),
-      lanes{{context, 0}, {context, 1}, {context, 2},  {context, 3},  {context, 4},
-            {context, 5}, {context, 6}, {context, 7},  {context, 8},  {context, 9},
+      lanes{{context, 0},  {context, 1},  {context, 2},  {context, 3}, {context, 4},
+            {context, 5},  {context, 6},  {context, 7},  {context, 8}, {context, 9},
             {context, 10}, {context, 11}, {context, 12}, {context, 13}},
       eventTables{{context, eventSteps}, {context, eventSteps}},
       modulators{{lanes[0].tableA, lanes[0].tableB, targetsOf(0), registry.values, *this},
@@ -49,8 +49,7 @@ MFUniClient::MFUniClient(HostCallback hostCallback)
                  {lanes[11].tableA, lanes[11].tableB, targetsOf(11), registry.values, *this},
                  {lanes[12].tableA, lanes[12].tableB, targetsOf(12), registry.values, *this},
                  {lanes[13].tableA, lanes[13].tableB, targetsOf(13), registry.values, *this}},
-      stutter(context),
-      midi(midiMaps, *this), codec(registry, midiMaps, presetNames, *this),
+      stutter(context), midi(midiMaps, *this), codec(registry, midiMaps, presetNames, *this),
       presetCategories(MFPresetCategory::makeList()),
       presetManager(*this, presetLibrary, settings, productName, fileDialog, presetCategories),
       chain(context), swingRing(&bufferRegistry) {
@@ -86,6 +85,8 @@ MFUniClient::MFUniClient(HostCallback hostCallback)
     applyAllParameters();
     loadStartPreset();
     setNumPrograms(programCount);
+    // The first block starts at the level in force, with no fade from unity.
+    masterGain = masterTarget = masterLevel;
 
     noiseIndex = 0;
     fillNoiseTable();
@@ -140,7 +141,7 @@ void MFUniClient::setUpMasterLane() {
     struct Range {
         int32_t pattern, start, end;
     };
-    static const Range ranges[] = {{0, 0, 31}, {6, 1, 2},   {6, 16, 19},
+    static const Range ranges[] = {{0, 0, 31},  {6, 1, 2},    {6, 16, 19},
                                    {6, 22, 22}, {10, 17, 17}, {10, 24, 25}};
     for (const Range& r : ranges) {
         MFFloatZoneHandler* handler = masterLane.handler(r.pattern);
@@ -243,6 +244,8 @@ void MFUniClient::suspend() {
 void MFUniClient::resume() {
     callHost(audioMasterWantMidi, 0, 1);
     dcLeftX = dcLeftY = dcRightX = dcRightY = 0.0f;
+    // Audio starts again from nothing: no fade from an old level.
+    masterGain = masterTarget = masterLevel;
 }
 
 void MFUniClient::setSampleRate(float rate) {
@@ -282,8 +285,8 @@ void MFUniClient::resendAllParameters() {
         for (MFParameterRecord* r : registry.recordsByCategory[mflane::presetCategory[lane]])
             if (!r->chunkable && r->index != 305)
                 send(r->index);
-        for (int32_t tag : {t.mix, t.bypass, t.smoothA, t.smoothB, t.tableSwitch, t.record,
-                            t.listA, t.listB})
+        for (int32_t tag :
+             {t.mix, t.bypass, t.smoothA, t.smoothB, t.tableSwitch, t.record, t.listA, t.listB})
             send(tag);
         setParameter(t.lane, 0.0f);
     }

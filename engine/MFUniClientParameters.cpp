@@ -548,11 +548,10 @@ void MFUniClient::setLaneParameter(int32_t lane, int32_t tag, float v) {
 void MFUniClient::showPanel(int32_t state) {
     // The gui control chooses one of fourteen effect pages and re-sends the switches
     // of the page that came on, so that its sub-panels follow.
-    static const int32_t laneOfPage[14] = {mflane::loop,       mflane::stretch, mflane::scratchLoop,
-                                           mflane::reverse,    mflane::vinyl,   mflane::tonalDelay,
-                                           mflane::stutter,    mflane::crush,   mflane::filter,
-                                           mflane::phaser,     mflane::chorus,  mflane::delay,
-                                           mflane::reverb,     mflane::xLoop};
+    static const int32_t laneOfPage[14] = {
+        mflane::loop,       mflane::stretch, mflane::scratchLoop, mflane::reverse, mflane::vinyl,
+        mflane::tonalDelay, mflane::stutter, mflane::crush,       mflane::filter,  mflane::phaser,
+        mflane::chorus,     mflane::delay,   mflane::reverb,      mflane::xLoop};
     if (state == guiPanel)
         return;
     guiPanel = state;

@@ -171,8 +171,8 @@ void MFUniClient::runLanes() {
             chain.tonalDelay.controlTick();
             break;
         case mflane::stutter:
-            stutter.tick(g.getGateValue(), g.getWetOut(), g.getEnvLevel(), eventTables[0], eventTables[1],
-                         transport.runSource == 0.0f, chain.stutter);
+            stutter.tick(g.getGateValue(), g.getWetOut(), g.getEnvLevel(), eventTables[0],
+                         eventTables[1], transport.runSource == 0.0f, chain.stutter);
             break;
         case mflane::crush:
             chain.crush.setMix(g.getWetOut());
@@ -181,8 +181,8 @@ void MFUniClient::runLanes() {
         case mflane::filter: {
             filterEnvelope.tick(g.getGateOut(), ticksPerMs, false);
             const float source = filterEnvMode ? follower.valueAtTick() : filterEnvelope.level();
-            const float v = std::clamp(source * filterPeak + registry.rawValue(filterCutoffTag),
-                                       0.0f, 1.0f);
+            const float v =
+                std::clamp(source * filterPeak + registry.rawValue(filterCutoffTag), 0.0f, 1.0f);
             chain.filter.setParameter(0, v);
             chain.filter.setMix(g.getWetOut());
             chain.filter.controlTick();
@@ -198,7 +198,8 @@ void MFUniClient::runLanes() {
             break;
         case mflane::delay:
             chain.delay.setParameter(
-                delayDryIndex, MFLaneGate::levelLine(g.getEnvLevel(), registry.rawValue(delayDryTag)));
+                delayDryIndex,
+                MFLaneGate::levelLine(g.getEnvLevel(), registry.rawValue(delayDryTag)));
             chain.delay.setMix(g.getWetOut());
             chain.delay.controlTick();
             break;

@@ -54,7 +54,8 @@ struct Rig {
     Rig() {
         client = new ObservedClient(FakeHost::callback());
         host.attach(client);
-        client->setParameter(1, 0.5f); // unity master gain
+        client->setParameter(1, 0.5f); // unity master gain, in force from the resume on
+        client->resume();
     }
     // Runs frames through the plug-in in blocks given by sizes (cycled), host clock moving.
     void run(std::vector<float>& l, std::vector<float>& r, std::vector<float>& ol,

@@ -114,7 +114,8 @@ TEST(Sequencer, AZoneOpensAtTheFirstTickOfItsStepAndClosesAfterTheRelease) {
     // Release of 100 ms: 1000 v^3 + 5 = 100.
     const float release = std::cbrt(0.095f);
     std::vector<std::vector<TickRecord>> runs;
-    for (const std::vector<int>& slicing : std::vector<std::vector<int>>{{4096}, {1, 63, 500}, {64}, {100, 37}}) {
+    for (const std::vector<int>& slicing :
+         std::vector<std::vector<int>>{{4096}, {1, 63, 500}, {64}, {100, 37}}) {
         Rig rig;
         rig.client->setParameter(332, release);
         rig.paint(mflane::loop, 0, 4, 7);
@@ -236,7 +237,8 @@ TEST(Sequencer, NotesChooseThePatternByPitchClass) {
     EXPECT_EQ(playNote(72), 0);
     EXPECT_EQ(playNote(71), 11);
     EXPECT_EQ(rig.client->getLane(mflane::delay).zones.current, 11);
-    EXPECT_EQ(rig.client->getMasterLane().current, 0) << "the loop range is the same in every pattern";
+    EXPECT_EQ(rig.client->getMasterLane().current, 0)
+        << "the loop range is the same in every pattern";
 
     // The pattern keys: a later click wins over the note.
     rig.client->setParameter(0, 3.5f / 12.0f);
@@ -317,7 +319,8 @@ TEST(Sequencer, ControllersMoveLearnedParametersAndPressureTheGlobalMap) {
     rig.send(second);
     rig.run(128);
     EXPECT_FLOAT_EQ(rig.client->getParameter(67), 100.0f / 127.0f);
-    EXPECT_FLOAT_EQ(rig.client->getParameter(7), 100.0f / 127.0f) << "several targets per controller";
+    EXPECT_FLOAT_EQ(rig.client->getParameter(7), 100.0f / 127.0f)
+        << "several targets per controller";
 
     midi.armLearn(101, 0); // "GlobalWet" by channel pressure
     MidiTestEvents pressure;

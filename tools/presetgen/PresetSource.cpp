@@ -36,8 +36,8 @@ MFParameterRecord* recordNamed(MFUniClient& plugin, const std::string& word) {
 }
 
 // The lane a name designates: an effect lane by its record's name, or the loop lane.
-MFZoneHandlerContainer<MFFloatZoneHandler>* laneNamed(MFUniClient& plugin,
-                                                      const std::string& word, int& laneIndex) {
+MFZoneHandlerContainer<MFFloatZoneHandler>* laneNamed(MFUniClient& plugin, const std::string& word,
+                                                      int& laneIndex) {
     if (word == "loopbar") {
         laneIndex = -1;
         return &plugin.getMasterLane();
@@ -169,8 +169,9 @@ bool applyPresetSource(const PresetSource& source, MFUniClient& plugin, std::str
             int controller = -1, row = 0;
             MFParameterRecord* r = d.words.size() >= 2 ? recordNamed(plugin, d.words[1]) : nullptr;
             const bool pressure = !d.words.empty() && d.words[0] == "pressure";
-            if (!r || (!pressure && (!toInt(d.words[0], controller) || controller < 0 ||
-                                     controller > 127)) ||
+            if (!r ||
+                (!pressure &&
+                 (!toInt(d.words[0], controller) || controller < 0 || controller > 127)) ||
                 (d.words.size() == 3 && !toInt(d.words[2], row))) {
                 error = where(d) + "expected: map <controller 0-127|pressure> <name|#tag> [row]";
                 return false;

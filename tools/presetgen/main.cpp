@@ -99,7 +99,7 @@ int main(int argc, char** argv) {
             ok = false;
     }
     fs::remove_all(isolated);
-    std::cout << "cadenzoid-presetgen: " << written << " presets written to "
-              << outputRoot.string() << "\n";
+    std::cout << "cadenzoid-presetgen: " << written << " presets written to " << outputRoot.string()
+              << "\n";
     return ok ? 0 : 1;
 }

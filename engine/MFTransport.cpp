@@ -159,7 +159,9 @@ void MFTransport::computeStep(float start, float end, float ticksPerMs) {
     // both edges restart the note counter.
     const float released = noteReleased;
     if (released == noteReleasedLast) {
-        if (releaseHold > 0.0f) {
+        // A countdown that lands exactly on 0 (a whole number of ticks per millisecond)
+        // still runs out on the next tick instead of holding the flag up for good.
+        if (releaseHold >= 0.0f) {
             releaseHold -= releaseHoldStep;
             if (releaseHold < 0.0f)
                 restartGate = 0.0f;

@@ -97,7 +97,7 @@ public:
     MFRelaxed<float> noteStepIncrement = 0.0f;
     float noteReleasedLast = 1.0f;
     float noteCounter = 0.0f;
-    float releaseHold = 0.0f;
+    float releaseHold = -1.0f; // no release yet: the hold has run out
     float releaseHoldStep = 0.0f;
     float restartGate = 0.0f;
     float restartGateLast = 0.0f;

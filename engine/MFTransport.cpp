@@ -109,7 +109,6 @@ void MFTransport::recomputeStepLength(float samplesPerBeat) {
 
 void MFTransport::setSwing(float v) {
     // A negative raw value from a bad host would make the power NaN.
-    swingRaw = v;
     const float amount = v > 0.0f ? std::pow(v, 0.9f) : 0.0f;
     swingAmount = amount;
     swingTicks = amount * samplesPerStep / 128.0f;

@@ -115,7 +115,6 @@ public:
     // Swing.
     MFAlignedArray* swingRing = nullptr;
     int32_t swingWrite = 0;
-    MFRelaxed<float> swingRaw = 0.0f;
     MFRelaxed<float> swingAmount = 0.0f;
     MFRelaxed<float> swingTicks = 0.0f;
 

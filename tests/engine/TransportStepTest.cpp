@@ -146,8 +146,8 @@ TEST(TransportStep, SwingDelaysOddStepsOnlyByUpToHalfAStep) {
     }
 
     // A negative value from a bad host swings nothing rather than making NaN.
-    half.t.setSwing(-1.0f);
-    EXPECT_EQ(half.t.swingTicks, 0.0f);
+    swung.t.setSwing(-1.0f);
+    EXPECT_EQ(swung.t.swingTicks, 0.0f);
 }
 
 TEST(TransportStep, NoteModeRunsWhileANoteIsHeldAndRestartsAtTheLoopStart) {

@@ -83,19 +83,19 @@ void MFStepTableModulator::tick(float currentStep, float ticksPerMs) {
     // Steps are truncated at use; a position outside any table reads as step 0.
     const int32_t step =
         currentStep >= 0.0f && currentStep < 65536.0f ? static_cast<int32_t>(currentStep) : 0;
-    tickTable(0, step, currentStep, ticksPerMs);
-    tickTable(1, step, currentStep, ticksPerMs);
+    tickTable(0, step, ticksPerMs);
+    tickTable(1, step, ticksPerMs);
 }
 
-void MFStepTableModulator::tickTable(int32_t which, int32_t step, float currentStep,
-                                     float ticksPerMs) {
+void MFStepTableModulator::tickTable(int32_t which, int32_t step, float ticksPerMs) {
     Table& t = tables[which];
     MFTableXY& xy = *tableXY[which];
     const int32_t destination = t.destination;
 
     // Recording: the held knob goes into the displayed pattern's row, once per new step.
     const bool recording = t.recordLevel >= recordingLevel;
-    const float recordStep = recording ? currentStep : 0.0f;
+    // The truncated step: a fractional step on a swing crossing is no new step.
+    const float recordStep = recording ? static_cast<float>(step) : 0.0f;
     float value = xy.valueAt(step);
     // A damaged table must not send NaN or infinity into a knob.
     if (!std::isfinite(value))

@@ -77,7 +77,7 @@ public:
     const MFStepTableTargets& getTargets() const { return targets; }
 
 private:
-    void tickTable(int32_t which, int32_t step, float currentStep, float ticksPerMs);
+    void tickTable(int32_t which, int32_t step, float ticksPerMs);
     void merge();
     // The target tag of a destination row, or -1 for none.
     int32_t tagOf(int32_t destination) const;

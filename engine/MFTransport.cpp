@@ -109,7 +109,6 @@ void MFTransport::recomputeStepLength(float samplesPerBeat) {
 
 void MFTransport::setSwing(float v) {
     // A negative raw value from a bad host would make the power NaN.
-    swingRaw = v;
     const float amount = v > 0.0f ? std::pow(v, 0.9f) : 0.0f;
     swingAmount = amount;
     swingTicks = amount * samplesPerStep / 128.0f;
@@ -163,7 +162,9 @@ void MFTransport::computeStep(float start, float end, float ticksPerMs) {
     // both edges restart the note counter.
     const float released = noteReleased;
     if (released == noteReleasedLast) {
-        if (releaseHold > 0.0f) {
+        // A countdown that lands exactly on 0 (a whole number of ticks per millisecond)
+        // still runs out on the next tick instead of holding the flag up for good.
+        if (releaseHold >= 0.0f) {
             releaseHold -= releaseHoldStep;
             if (releaseHold < 0.0f)
                 restartGate = 0.0f;

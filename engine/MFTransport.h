@@ -100,7 +100,7 @@ public:
     MFRelaxed<float> noteStepIncrement = 0.0f;
     float noteReleasedLast = 1.0f;
     float noteCounter = 0.0f;
-    float releaseHold = 0.0f;
+    float releaseHold = -1.0f; // no release yet: the hold has run out
     float releaseHoldStep = 0.0f;
     float restartGate = 0.0f;
     float restartGateLast = 0.0f;
@@ -118,7 +118,6 @@ public:
     // Swing.
     MFAlignedArray* swingRing = nullptr;
     int32_t swingWrite = 0;
-    MFRelaxed<float> swingRaw = 0.0f;
     MFRelaxed<float> swingAmount = 0.0f;
     MFRelaxed<float> swingTicks = 0.0f;
 

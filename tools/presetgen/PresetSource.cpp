@@ -1,6 +1,7 @@
 #include "tools/presetgen/PresetSource.h"
 
 #include "engine/MFUniClient.h"
+#include "pattern/MFZone.h"
 
 #include <cctype>
 #include <cstdlib>

@@ -127,6 +127,8 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         if (mflane::tags[lane].mix == tag) {
             block.mapped = v;
             setLaneMix(lane, v);
+            // Every mix is also a step-table target.
+            refreshRecordState(lane);
             return;
         }
     }

@@ -179,7 +179,7 @@ void MFUniClient::runLanes() {
             chain.crush.controlTick();
             break;
         case mflane::filter: {
-            filterEnvelope.tick(g.getGateOut(), ticksPerMs, false);
+            filterEnvelope.tick(g.getGateOut(), ticksPerMs, transport.runSource == 0.0f);
             const float source = filterEnvMode ? follower.valueAtTick() : filterEnvelope.level();
             const float v =
                 std::clamp(source * filterPeak + registry.rawValue(filterCutoffTag), 0.0f, 1.0f);

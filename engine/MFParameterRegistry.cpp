@@ -6,31 +6,31 @@ MFParameterRegistry::MFParameterRegistry() {
     for (auto& r : recordOfTag)
         r = -1;
     for (int32_t i = 0; i < recordCount; ++i) {
-        const MFParameterSpec& spec = mfParameterTable[i];
+        const MFParameterRow& row = mfParameterTable[i];
         MFParameterRecord& r = records[i];
-        r.id = spec.id;
-        r.index = spec.tag;
-        r.name = spec.name;
-        r.flags = spec.isSwitch ? MFParameterRecord::flagSwitch : MFParameterRecord::flagValue;
-        r.defaultValue = spec.defaultValue;
-        r.category = spec.global ? globalCategory : 0;
-        recordOfTag[spec.tag] = int16_t(i);
-        values[spec.tag].raw = spec.initial;
-        values[spec.tag].copy = spec.initial;
+        r.id = row.id;
+        r.index = row.tag;
+        r.name = row.name;
+        r.flags = row.isSwitch ? MFParameterRecord::flagSwitch : MFParameterRecord::flagValue;
+        r.defaultValue = row.defaultValue;
+        r.category = row.global ? globalCategory : 0;
+        recordOfTag[row.tag] = int16_t(i);
+        values[row.tag].raw = row.initial;
+        values[row.tag].copy = row.initial;
     }
 }
 
-bool MFParameterRegistry::isEditable(const MFParameterSpec& spec) {
+bool MFParameterRegistry::isEditable(const MFParameterRow& row) {
     // Knobs, bypass switches and envelope and smoothing times: what a "mutate" could move.
-    if (spec.tag >= 2 && spec.tag <= 115 && spec.tag != 101)
+    if (row.tag >= 2 && row.tag <= 115 && row.tag != 101)
         return true;
-    const char* n = spec.name;
+    const char* n = row.name;
     const std::size_t len = std::strlen(n);
     auto endsWith = [&](const char* tail) {
         const std::size_t t = std::strlen(tail);
         return len >= t && std::strcmp(n + len - t, tail) == 0;
     };
-    if (spec.tag > 116 && (endsWith("Release") || endsWith("Attack")))
+    if (row.tag > 116 && (endsWith("Release") || endsWith("Attack")))
         return true;
     return std::strcmp(n, "StretchSnap") == 0 || std::strcmp(n, "classicfiltertyp_") == 0 ||
            std::strcmp(n, "env_mode") == 0;
@@ -43,19 +43,19 @@ void MFParameterRegistry::fillLists() {
     for (auto& list : recordsByCategory)
         list.clear();
     for (int32_t i = 0; i < recordCount; ++i) {
-        const MFParameterSpec& spec = mfParameterTable[i];
+        const MFParameterRow& row = mfParameterTable[i];
         MFParameterRecord* r = &records[i];
         recordsAll.push_back(r);
-        if (spec.global)
+        if (row.global)
             recordsGlobal.push_back(r);
-        if (isEditable(spec))
+        if (isEditable(row))
             recordsEditable.push_back(r);
-        if (spec.id != MFParameterRecord::notSaved)
+        if (row.id != MFParameterRecord::notSaved)
             recordsByCategory[0].push_back(r);
-        if (spec.presetCategory > 0 && spec.presetCategory < categoryCount)
-            recordsByCategory[spec.presetCategory].push_back(r);
-        if (spec.tag < hostParameterCount)
-            recordByTag[spec.tag] = r;
+        if (row.presetCategory > 0 && row.presetCategory < categoryCount)
+            recordsByCategory[row.presetCategory].push_back(r);
+        if (row.tag < hostParameterCount)
+            recordByTag[row.tag] = r;
     }
 }
 
@@ -65,7 +65,7 @@ MFParameterRecord* MFParameterRegistry::byTag(int32_t tag) {
     return &records[recordOfTag[tag]];
 }
 
-const MFParameterSpec* MFParameterRegistry::specByTag(int32_t tag) const {
+const MFParameterRow* MFParameterRegistry::rowByTag(int32_t tag) const {
     if (tag < 0 || tag >= mfTagCount || recordOfTag[tag] < 0)
         return nullptr;
     return &mfParameterTable[recordOfTag[tag]];

@@ -30,11 +30,11 @@ public:
     // other than a plain value (null keeps the record a plain value).
     template <class Resolver> void wire(Resolver&& chunkableFor) {
         for (int32_t i = 0; i < recordCount; ++i) {
-            const MFParameterSpec& spec = mfParameterTable[i];
+            const MFParameterRow& row = mfParameterTable[i];
             MFParameterRecord& r = records[i];
-            r.value = &values[spec.tag].raw;
-            if (spec.binding != MFParameterBinding::value)
-                r.chunkable = chunkableFor(spec);
+            r.value = &values[row.tag].raw;
+            if (row.binding != MFParameterBinding::value)
+                r.chunkable = chunkableFor(row);
         }
         fillLists();
     }
@@ -43,7 +43,7 @@ public:
     float rawValue(int32_t tag) const { return values[tag].raw; }
     // Any tag 0..565; null for tags without a record.
     MFParameterRecord* byTag(int32_t tag);
-    const MFParameterSpec* specByTag(int32_t tag) const;
+    const MFParameterRow* rowByTag(int32_t tag) const;
     // The record of the category's list with this id, or null.
     MFParameterRecord* byId(int32_t category, int32_t id);
     // The first record of that name in construction order, or null.
@@ -60,7 +60,7 @@ public:
 
 private:
     void fillLists();
-    static bool isEditable(const MFParameterSpec& spec);
+    static bool isEditable(const MFParameterRow& row);
 
     int16_t recordOfTag[mfTagCount];
 };

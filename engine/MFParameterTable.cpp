@@ -4,7 +4,7 @@ using B = MFParameterBinding;
 
 // The names are the program's identifiers and keep their repetitions ("StutterAttack",
 // "FilterAttack", "stretcha" in every later effect); presets and settings key on them.
-const MFParameterSpec mfParameterTable[mfParameterCount] = {
+const MFParameterRow mfParameterTable[mfParameterCount] = {
     {0, 221, "PatternKeys", false, 0.0f, 0.0f, B::mouseArea, 0, 0, false},
     {1, 216, "masterlevel", false, 0.50475f, 0.0f, B::value, 0, 0, false},
     {2, 225, "XloopSize", false, 0.5197f, 0.0f, B::value, 0, 14, false},

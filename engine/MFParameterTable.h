@@ -14,7 +14,7 @@ enum class MFParameterBinding : uint8_t {
 };
 
 // One row of the parameter table: everything about a record that is fixed.
-struct MFParameterSpec {
+struct MFParameterRow {
     int16_t tag;
     int16_t id; // -1: not saved
     const char* name;
@@ -31,4 +31,4 @@ constexpr int32_t mfParameterCount = 338;
 
 // Every record in construction order, which is also ascending tag order and the
 // order of the saved stream.
-extern const MFParameterSpec mfParameterTable[mfParameterCount];
+extern const MFParameterRow mfParameterTable[mfParameterCount];

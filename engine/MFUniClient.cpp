@@ -108,21 +108,21 @@ void MFUniClient::wireRecords() {
             targetLane[t.targetTags[std::size_t(k)]] = int8_t(lane);
     }
 
-    registry.wire([this](const MFParameterSpec& spec) -> MFChunkableClass* {
-        switch (spec.binding) {
+    registry.wire([this](const MFParameterRow& row) -> MFChunkableClass* {
+        switch (row.binding) {
         case MFParameterBinding::lane:
-            return &lanes[spec.bindIndex].zones;
+            return &lanes[row.bindIndex].zones;
         case MFParameterBinding::masterLane:
             return &masterLane;
         case MFParameterBinding::tableA:
-            return &lanes[spec.bindIndex].tableA;
+            return &lanes[row.bindIndex].tableA;
         case MFParameterBinding::tableB:
-            return &lanes[spec.bindIndex].tableB;
+            return &lanes[row.bindIndex].tableB;
         case MFParameterBinding::eventTable:
-            return &eventTables[spec.bindIndex & 1];
+            return &eventTables[row.bindIndex & 1];
         case MFParameterBinding::mouseArea:
-            mouseAreas[spec.bindIndex].bindValue(&registry.values[spec.tag].raw);
-            return &mouseAreas[spec.bindIndex];
+            mouseAreas[row.bindIndex].bindValue(&registry.values[row.tag].raw);
+            return &mouseAreas[row.bindIndex];
         default:
             return nullptr;
         }

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -167,6 +168,38 @@ TEST_F(MusicianHome, InstallPlaySaveStepRestart) {
     }
     EXPECT_EQ(setting("contentpath"), content);
     EXPECT_TRUE(messages.shown().empty());
+}
+
+TEST_F(MusicianHome, SessionChunkTravelsThroughTheHostInterface) {
+    PluginHost first;
+    ASSERT_TRUE(first.load(CADENZOID_PLUGIN_PATH)) << first.lastError();
+    first.start(48000.0f, 256);
+    const int32_t cutoff = first.findParameter("FilterCutoff");
+    const int32_t loopSize = first.findParameter("LoopSize");
+    ASSERT_GE(cutoff, 0);
+    ASSERT_GE(loopSize, 0);
+    first.setParameter(cutoff, 0.61f);
+    first.setParameter(loopSize, 0.27f);
+    const std::vector<uint8_t> program = first.getChunk(true);
+    // Programs and banks are the same whole state.
+    EXPECT_EQ(first.getChunk(false), program);
+
+    PluginHost second;
+    ASSERT_TRUE(second.load(CADENZOID_PLUGIN_PATH)) << second.lastError();
+    second.start(48000.0f, 256);
+    ASSERT_NE(second.getParameter(cutoff), 0.61f);
+    EXPECT_EQ(second.setChunk(program, true), 1);
+    EXPECT_EQ(second.getParameter(cutoff), 0.61f);
+    EXPECT_EQ(second.getParameter(loopSize), 0.27f);
+    EXPECT_EQ(second.getChunk(false), program);
+
+    // Audio runs on after the recall: a block of input gives finite output.
+    std::vector<float> left(4096, 0.25f), right(4096, -0.25f), outLeft(4096), outRight(4096);
+    second.process(left.data(), right.data(), outLeft.data(), outRight.data(), 4096);
+    for (std::size_t i = 0; i < outLeft.size(); ++i)
+        ASSERT_TRUE(std::isfinite(outLeft[i]) && std::isfinite(outRight[i])) << i;
+    second.stop();
+    first.stop();
 }
 
 } // namespace

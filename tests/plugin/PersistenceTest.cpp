@@ -140,6 +140,15 @@ TEST_F(MusicianHome, InstallPlaySaveStepRestart) {
         EXPECT_EQ(client->getRegistry().rawValue(loopSizeTag), 0.123f);
         manager.previousPreset(0);
         EXPECT_EQ(client->getPresetNames()[0], "default");
+
+        // A factory preset opened from its folder becomes the host's program there:
+        // "Grooves" is the second folder, "Dub Echo" its second preset by name.
+        ASSERT_TRUE(manager.loadPreset((presets + "Grooves/Dub Echo.cdz").c_str(), 0));
+        EXPECT_EQ(client->getFolderIndex(), 1);
+        EXPECT_EQ(client->getProgram(), 1);
+        char name[vst::kVstMaxProgNameLen + 1] = {};
+        client->getProgramName(name);
+        EXPECT_STREQ(name, "Dub Echo");
     }
 
     // Restart: the settings, the library and the saved preset are all there.

@@ -3,6 +3,7 @@
 // streams are built here word by word from the layout, never taken from the writer.
 
 #include "engine/MFUniClient.h"
+#include "engine/MidiTestEvents.h"
 #include "pattern/MFChunk.h"
 #include "pattern/MFZone.h"
 #include "presets/PresetTestSupport.h"
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -507,6 +509,47 @@ TEST_F(StateTest, PresetLoadWithoutIsolationReplacesTheMaps) {
     EXPECT_TRUE(b->getMidiMaps().controllers[20].empty());
     EXPECT_EQ(mapOf(b->getMidiMaps().controllers[7]), (Map{{47, 0}}));
     EXPECT_EQ(mapOf(b->getMidiMaps().global), (Map{{13, 0}}));
+}
+
+TEST_F(StateTest, MidiProgramChangeLoadsInsideTheBlockWithoutWaitingForItself) {
+    {
+        MFSettingsStore store;
+        ASSERT_TRUE(store.open("Cadenzoid"));
+        store.setInteger("firstuse", 1);
+        store.setInteger("ignorePrgChange", 0);
+        store.close();
+    }
+    {
+        Instance writer;
+        const std::string folder = home.folder("library/Midi Programs");
+        writer->setParameter(loopSizeTag, 0.41f);
+        writeStateFile(*writer, folder + "p0.cdz");
+        writer->setParameter(loopSizeTag, 0.42f);
+        writeStateFile(*writer, folder + "p1.cdz");
+    }
+    Instance a;
+    a->getPresetLibrary().scan(home.path("library/"));
+    ASSERT_GE(a->getPresetLibrary().midiFolder(), 0);
+    a->setSampleRate(44100.0f);
+    a->resume();
+    a.host.setPlaying(0.0, 120.0);
+
+    ASSERT_NE(a->getRegistry().rawValue(loopSizeTag), 0.41f);
+    // The number is read from the third byte, which a program change lacks: preset 0.
+    MidiTestEvents events;
+    events.add(10, 0xC0, 1, 0);
+    a->processEvents(const_cast<vst::VstEvents*>(events.list()));
+    std::vector<float> in(256, 0.25f), outLeft(256), outRight(256);
+    for (int block = 0; block < 4; ++block) {
+        float* inputs[2] = {in.data(), in.data()};
+        float* outputs[2] = {outLeft.data(), outRight.data()};
+        a->processReplacing(inputs, outputs, 256);
+        for (std::size_t i = 0; i < 256; ++i)
+            ASSERT_TRUE(std::isfinite(outLeft[i]) && std::isfinite(outRight[i]));
+    }
+    EXPECT_EQ(a->getRegistry().rawValue(loopSizeTag), 0.41f);
+    EXPECT_EQ(a->getPresetNames()[0], "p0");
+    EXPECT_FALSE(a->isLoading());
 }
 
 // Programs walk the library: three folders of 3, 2 and 1 presets, each preset told apart

@@ -65,13 +65,20 @@ void MFPresetLibrary::scan(const std::string& rootPath) {
     usedFolders = 0;
     midiFolderIndex = -1;
     root = path;
-    for (const MFFileio::Entry& entry : listing.entries()) {
+    // The directory's own order is arbitrary on Linux file systems; folder numbers are
+    // saved with the host's session, so they follow the names, as the presets do.
+    std::vector<std::string> names;
+    names.reserve(listing.count());
+    for (const MFFileio::Entry& entry : listing.entries())
+        names.push_back(entry.name);
+    selectionSort(names);
+    for (const std::string& name : names) {
         if (usedFolders >= maxFolders)
             break;
         Folder& folder = folders[std::size_t(usedFolders)];
-        scanFolder(folder, MFPaths::join(path, entry.name));
-        folder.name = entry.name;
-        if (entry.name == midiFolderName)
+        scanFolder(folder, MFPaths::join(path, name));
+        folder.name = name;
+        if (name == midiFolderName)
             midiFolderIndex = usedFolders;
         ++usedFolders;
     }

@@ -103,9 +103,16 @@ public:
             handlerCount = count;
             createHandlers(count);
         }
-        for (int32_t i = 0; i < count; ++i)
-            if (handlers[i])
+        for (int32_t i = 0; i < count; ++i) {
+            if (handlers[i]) {
                 handlers[i]->readChunk(chunk, skip);
+            } else {
+                // A check of a stream with more patterns than this lane holds must still
+                // step over each pattern's body.
+                Handler scratch(owner, -1, true);
+                scratch.readChunk(chunk, true);
+            }
+        }
         return chunk.overrun() ? 0 : 1;
     }
 

@@ -21,5 +21,7 @@ install -m 0755 build/release/Cadenzoid.so "$vst_folder/Cadenzoid.so"
 # are left alone.
 cp -R build/release/content/. "$content"
 ./build/release/cadenzoid-settings set contentpath "$content"
+# The preset folders are derived from the content folder at the next first start.
+./build/release/cadenzoid-settings set-integer firstuse 0
 echo "installed $vst_folder/Cadenzoid.so"
 echo "installed the factory presets into $content"

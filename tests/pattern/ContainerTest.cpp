@@ -105,6 +105,18 @@ TEST(Container, BodyFormAndReadingIgnoresCurrent) {
     cut.attachCopy(body.data(), 12 * 4);
     EXPECT_EQ(copy.readChunk(cut, false), 0);
     EXPECT_NE(copy.currentHandler(), nullptr);
+
+    // A lane with fewer patterns than a body holds still steps over all of them when it
+    // only checks the stream: a later element must not be read from inside this body.
+    Lane twelve(ctx.info, 1, 12, false);
+    twelve.current = 7;
+    paint(twelve, 4, 9);
+    const std::vector<uint32_t> longBody = serialise(twelve);
+    MFChunk check;
+    check.attachCopy(longBody.data(), longBody.size() * 4);
+    EXPECT_EQ(copy.readChunk(check, true), 1);
+    EXPECT_EQ(check.position, int32_t(longBody.size()));
+    EXPECT_EQ(copy.handlerCount, 2) << "a check changes nothing";
 }
 
 TEST(Container, CopyPasteKeyedByTag) {

@@ -4,6 +4,8 @@
 #include "pattern/MFChunkableClass.h"
 #include "platform/MFMessageService.h"
 
+#include <cmath>
+
 namespace {
 constexpr const char* productName = "Cadenzoid";
 
@@ -139,7 +141,9 @@ void MFStateCodec::readBody(MFChunk& chunk, int32_t category, int32_t format, bo
                 owner.setParameter(r->index, *r->value);
         } else {
             const float value = chunk.readFloat();
-            if (apply && r && (r->keepOnPreset == 0 || recallAll))
+            // A value word that is no finite number is damage, not a setting: a NaN would
+            // reach the effects' read positions. The parameter keeps its value.
+            if (apply && r && std::isfinite(value) && (r->keepOnPreset == 0 || recallAll))
                 owner.setParameter(r->index, value);
             chunk.skipWords(int64_t(size) - 1);
         }

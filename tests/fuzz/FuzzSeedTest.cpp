@@ -64,7 +64,8 @@ Bytes bytesOf(const std::vector<int32_t>& words) {
 // Where the readers' trusted words sit in a whole-state stream, found by walking it.
 struct Layout {
     int32_t firstRecord = bodyStart;
-    int32_t firstBody = -1; // size word of the first record with a body longer than a value
+    int32_t firstBody = -1;  // size word of the first record with a body longer than a value
+    int32_t firstValue = -1; // value word of the first plain value record
     int32_t mapBlock = 0;
     int32_t nameCountWord = 0;
     int32_t section = 0;
@@ -76,6 +77,8 @@ Layout walk(const std::vector<int32_t>& w) {
     while (p + 1 < w.size() && w[p] != listEnd) {
         if (at.firstBody < 0 && w[p + 1] > 1)
             at.firstBody = int32_t(p + 1);
+        if (at.firstValue < 0 && w[p + 1] == 1)
+            at.firstValue = int32_t(p + 2);
         p += 2 + std::size_t(w[p + 1]);
     }
     at.mapBlock = int32_t(++p);
@@ -128,6 +131,19 @@ void addHostile(Seeds& seeds, const Bytes& file) {
     edit("hostile-program-out-of-range", at.section + 1, 100000);
     edit("hostile-folder-out-of-range", at.section + 2, -100000);
     edit("hostile-global-map-count-huge", at.section + 3, huge);
+    // Value words that are no numbers; every value record is plain in a whole state.
+    ASSERT_GT(at.firstValue, 0);
+    constexpr int32_t quietNaN = 0x7FC00000;
+    constexpr int32_t infinity = 0x7F800000;
+    std::vector<int32_t> allNaN = words;
+    std::size_t p = bodyStart;
+    while (p + 1 < allNaN.size() && allNaN[p] != listEnd) {
+        if (allNaN[p + 1] == 1)
+            allNaN[p + 2] = quietNaN;
+        p += 2 + std::size_t(allNaN[p + 1]);
+    }
+    seeds["hostile-values-nan"] = bytesOf(allNaN);
+    edit("hostile-value-infinite", at.firstValue, infinity);
 
     // A MIDI map key far outside the controllers, with one entry, inserted before the
     // block's end; the header's size word follows the insertion.

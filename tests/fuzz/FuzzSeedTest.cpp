@@ -225,11 +225,12 @@ Seeds presetFileSeeds(const Factory& f) {
     for (const auto& [name, bytes] : cuts)
         seeds["c00-" + name] = withCategory(0, bytes);
     // The state reader's hostile words are seeded for the chunk target; here only the
-    // header words the file flow checks itself, to keep the corpus small.
+    // header words the file flow checks itself and the values that crashed a file load,
+    // to keep the corpus small.
     Seeds hostile;
     addHostile(hostile, f.defaultState);
-    for (const char* name :
-         {"hostile-size-word-huge", "hostile-size-word-negative", "hostile-writer-version-newer"})
+    for (const char* name : {"hostile-size-word-huge", "hostile-size-word-negative",
+                             "hostile-writer-version-newer", "hostile-values-nan"})
         seeds[std::string("c00-") + name] = withCategory(0, hostile.at(name));
 
     // Every per-effect file under its own category, the first of them also cut and with

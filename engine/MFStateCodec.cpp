@@ -142,7 +142,8 @@ void MFStateCodec::readBody(MFChunk& chunk, int32_t category, int32_t format, bo
         } else {
             const float value = chunk.readFloat();
             // A value word that is no finite number is damage, not a setting: a NaN would
-            // reach the effects' read positions. The parameter keeps its value.
+            // reach the effects' read positions. The parameter stays on its default, as
+            // if the record were missing.
             if (apply && r && std::isfinite(value) && (r->keepOnPreset == 0 || recallAll))
                 owner.setParameter(r->index, value);
             chunk.skipWords(int64_t(size) - 1);

@@ -38,14 +38,15 @@ Bytes readFile(const fs::path& path) {
     return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
+// The build's factory content and source tree; the environment may name others.
 fs::path content() {
     const char* path = std::getenv("CADENZOID_CONTENT");
-    return path ? fs::path(path) : fs::path();
+    return path ? fs::path(path) : fs::path(FUZZ_CONTENT_DIR);
 }
 
 fs::path corpus(const std::string& target) {
     const char* source = std::getenv("CADENZOID_SOURCE");
-    return fs::path(source ? source : ".") / "tests" / "fuzz" / "corpus" / target;
+    return fs::path(source ? source : FUZZ_SOURCE_DIR) / "tests" / "fuzz" / "corpus" / target;
 }
 
 // The stream as words, for edits; files are whole words by construction.
@@ -335,8 +336,8 @@ void checkOrWrite(const std::string& target, const Seeds& seeds) {
 class FuzzSeeds : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (content().empty())
-            GTEST_SKIP() << "CADENZOID_CONTENT names no factory content";
+        ASSERT_TRUE(fs::exists(content() / "Presets" / "default.cdz"))
+            << content() << " holds no factory content (target cadenzoid-content)";
         factory = loadFactory();
         ASSERT_GT(factory.defaultState.size(), 100u);
         ASSERT_GT(factory.effectPresets.size(), 14u);

@@ -1,5 +1,6 @@
-// Value words of a host chunk that are no numbers: a damaged chunk once set parameters to
-// NaN, which the effects carried into their read positions and crashed on.
+// Value words of a host chunk that are no numbers or far out of range: a damaged chunk
+// once set parameters to NaN, which the effects carried into their read positions and
+// crashed on, and huge values overflowed their integer arithmetic.
 #include "engine/MFUniClient.h"
 #include "support/FakeHost.h"
 
@@ -39,12 +40,6 @@ std::vector<PlainValue> plainValues(MFUniClient& plugin, const std::vector<uint3
     return found;
 }
 
-float asFloat(uint32_t word) {
-    float f;
-    std::memcpy(&f, &word, 4);
-    return f;
-}
-
 uint32_t asWord(float f) {
     uint32_t w;
     std::memcpy(&w, &f, 4);
@@ -53,7 +48,7 @@ uint32_t asWord(float f) {
 
 } // namespace
 
-TEST(StateChunkValues, WordsThatAreNoNumbersCountAsMissingAndTheRestLoads) {
+TEST(StateChunkValues, NoNumbersCountAsMissingOutOfRangeIsClampedAndTheRestLoads) {
     FakeHost host;
     auto* plugin = new MFUniClient(FakeHost::callback());
     host.attach(plugin);
@@ -77,13 +72,23 @@ TEST(StateChunkValues, WordsThatAreNoNumbersCountAsMissingAndTheRestLoads) {
         words[values[i].word] = asWord(i % 2 ? std::numeric_limits<float>::quiet_NaN()
                                              : -std::numeric_limits<float>::infinity());
     words[changed.word] = asWord(wanted);
-    ASSERT_TRUE(std::isnan(asFloat(words[values[1].word])));
+    // Two host parameters far outside their 0..1 range: clamped to its ends.
+    std::vector<PlainValue> hostValues;
+    for (const PlainValue& v : values)
+        if (v.tag < MFUniClient::hostParameterCount && v.tag != changed.tag)
+            hostValues.push_back(v);
+    ASSERT_GE(hostValues.size(), 2u);
+    const PlainValue high = hostValues[0], low = hostValues[1];
+    words[high.word] = asWord(1.0e30f);
+    words[low.word] = asWord(-4.0e16f);
 
     plugin->setChunk(words.data(), int32_t(words.size() * 4), false);
 
     EXPECT_EQ(plugin->getRegistry().rawValue(changed.tag), wanted) << "the stream was loaded";
+    EXPECT_EQ(plugin->getRegistry().rawValue(high.tag), 1.0f);
+    EXPECT_EQ(plugin->getRegistry().rawValue(low.tag), 0.0f);
     for (const PlainValue& v : values) {
-        if (v.tag == changed.tag)
+        if (v.tag == changed.tag || v.tag == high.tag || v.tag == low.tag)
             continue;
         const float now = plugin->getRegistry().rawValue(v.tag);
         ASSERT_TRUE(std::isfinite(now)) << "tag " << v.tag;

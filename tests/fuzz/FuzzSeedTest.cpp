@@ -144,6 +144,17 @@ void addHostile(Seeds& seeds, const Bytes& file) {
         p += 2 + std::size_t(allNaN[p + 1]);
     }
     seeds["hostile-values-nan"] = bytesOf(allNaN);
+    // Values far outside 0..1, both ways: they once overflowed the effects' integer maths.
+    std::vector<int32_t> allHuge = words;
+    p = bodyStart;
+    for (int32_t k = 0; p + 1 < allHuge.size() && allHuge[p] != listEnd; ++k) {
+        if (allHuge[p + 1] == 1) {
+            const float value = k % 2 ? 1.0e30f : -4.0e16f;
+            std::memcpy(&allHuge[p + 2], &value, 4);
+        }
+        p += 2 + std::size_t(allHuge[p + 1]);
+    }
+    seeds["hostile-values-out-of-range"] = bytesOf(allHuge);
     edit("hostile-value-infinite", at.firstValue, infinity);
 
     // A MIDI map key far outside the controllers, with one entry, inserted before the
@@ -230,8 +241,9 @@ Seeds presetFileSeeds(const Factory& f) {
     // to keep the corpus small.
     Seeds hostile;
     addHostile(hostile, f.defaultState);
-    for (const char* name : {"hostile-size-word-huge", "hostile-size-word-negative",
-                             "hostile-writer-version-newer", "hostile-values-nan"})
+    for (const char* name :
+         {"hostile-size-word-huge", "hostile-size-word-negative", "hostile-writer-version-newer",
+          "hostile-values-nan", "hostile-values-out-of-range"})
         seeds[std::string("c00-") + name] = withCategory(0, hostile.at(name));
 
     // Every per-effect file under its own category, the first of them also cut and with

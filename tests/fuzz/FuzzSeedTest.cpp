@@ -230,8 +230,7 @@ Seeds presetFileSeeds(const Factory& f) {
         b.insert(b.end(), file.begin(), file.end());
         return b;
     };
-    for (const char* name : {"default", "Controller Mix"})
-        seeds["c00-factory-" + stemOf(name)] = withCategory(0, f.wholeStates.at(name));
+    seeds["c00-factory-default"] = withCategory(0, f.defaultState);
     Seeds cuts;
     addTruncations(cuts, "default", f.defaultState);
     for (const auto& [name, bytes] : cuts)

@@ -4,6 +4,9 @@
 #include "pattern/MFChunkableClass.h"
 #include "platform/MFMessageService.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace {
 constexpr const char* productName = "Cadenzoid";
 
@@ -138,8 +141,13 @@ void MFStateCodec::readBody(MFChunk& chunk, int32_t category, int32_t format, bo
             if (apply && r->chunkable->type == MFChunkableClass::mouseAreaType)
                 owner.setParameter(r->index, *r->value);
         } else {
-            const float value = chunk.readFloat();
-            if (apply && r && (r->keepOnPreset == 0 || recallAll))
+            const float word = chunk.readFloat();
+            // Every plain value saved is a normalised knob position. A word that is no
+            // finite number is damage: the parameter stays on its default, as if the record
+            // were missing (a NaN reached the effects' read positions). Beyond 0..1 it is
+            // damage too, and would overflow the effects' sample arithmetic: clamped.
+            const float value = std::clamp(word, 0.0f, 1.0f);
+            if (apply && r && std::isfinite(word) && (r->keepOnPreset == 0 || recallAll))
                 owner.setParameter(r->index, value);
             chunk.skipWords(int64_t(size) - 1);
         }

@@ -96,6 +96,10 @@ void MFUniClient::setTouched(int32_t tag, bool held) {
 // --- fan-out -------------------------------------------------------------------------
 
 void MFUniClient::setParameter(int32_t tag, float v) {
+    // A value that is not a number would spread through every effect it reaches; no
+    // source has a reason to send one, so it changes nothing.
+    if (!std::isfinite(v))
+        return;
     if (tag < 0 || tag >= mfTagCount) {
         mfDebugOutput("setParameter: tag out of range");
         return;

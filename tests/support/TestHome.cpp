@@ -1,0 +1,14 @@
+// Every test executable gets a home of its own inside the build tree before main runs:
+// the plug-in reads and writes per-user settings and content, never the user's here.
+
+#include <cstdlib>
+
+namespace {
+struct TestHome {
+    TestHome() {
+        setenv("XDG_CONFIG_HOME", CADENZOID_TEST_HOME "/config", 1);
+        setenv("XDG_DATA_HOME", CADENZOID_TEST_HOME "/data", 1);
+    }
+};
+const TestHome testHome;
+} // namespace

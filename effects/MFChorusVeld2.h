@@ -65,7 +65,8 @@ private:
     Channel channels[2];
     int32_t writeIndex = 0;
     int32_t lineLength = 0;
-    float rateScale = 1.0f;
+    // Rewritten when the buffers are re-sized, which a tempo change does on the audio thread.
+    MFRelaxed<float> rateScale = 1.0f;
 
     MFRelaxed<float> lfoRate = 0.0f;
     MFRelaxed<float> depthTarget = 0.0f;

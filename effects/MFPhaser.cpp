@@ -63,7 +63,8 @@ void MFPhaser::setParameter(int32_t index, float value) {
         n = n < 1 ? 1 : (n > 7 ? 7 : n);
         if (n != stages) {
             stages = n;
-            reset();
+            // The filter state belongs to the audio thread: it clears it at its next run.
+            clearPending.set(true);
         }
         break;
     }
@@ -134,6 +135,10 @@ void MFPhaser::controlTick() {
 }
 
 void MFPhaser::process(float* left, float* right, int32_t count) {
+    if (clearPending.get()) {
+        clearPending.set(false);
+        clearState();
+    }
     if (mixCurrent == 0.0f) {
         if (mixStep == 0.0f)
             return;

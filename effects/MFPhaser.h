@@ -62,6 +62,8 @@ private:
     float lastRight = 0.0f;
     MFRelaxed<int32_t> synced = 1;
     MFRelaxed<int32_t> stages = 0;
+    // A change of the stage count asks the audio thread to start the stages from rest.
+    MFFlag clearPending;
     MFRelaxed<float> mixTarget = 0.0f;
     float mixCurrent = 0.0f;
     float mixStep = 0.0f;

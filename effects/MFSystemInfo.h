@@ -31,8 +31,8 @@ public:
     void removeTempoListener(MFBPMChangeInterface* listener);
     void notifyTempoListeners();
 
-    double tempo = 120.0;
-    float samplesPerBeat = 22100.0f;
+    MFRelaxed<double> tempo = 120.0;
+    MFRelaxed<float> samplesPerBeat = 22100.0f;
     float controlBlockSize = 200.0f;
     int32_t controlBlockPeriod = 200;
     int32_t controlBlockPeriodCopy = 200;

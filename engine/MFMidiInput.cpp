@@ -1,6 +1,5 @@
 #include "engine/MFMidiInput.h"
 
-#include <atomic>
 #include <bit>
 
 namespace {
@@ -176,12 +175,13 @@ void MFMidiInput::noteState() {
 }
 
 void MFMidiInput::deliver(std::vector<MFMapEntry>& list, float value) {
-    const int32_t armed = learnTag.load();
-    if (armed >= 0) {
-        // Pairs with the fence in armLearn: the sub written before the tag is seen.
-        std::atomic_thread_fence(std::memory_order_acquire);
-        list.push_back(MFMapEntry{int16_t(armed), int16_t(learnSub.load())});
+    // The flag is published after the tag and the sub: once it is seen, both are.
+    if (learnArmed.get()) {
+        const int32_t armed = learnTag.load();
+        if (armed >= 0)
+            list.push_back(MFMapEntry{int16_t(armed), int16_t(learnSub.load())});
         learnTag = -1;
+        learnArmed.set(false);
     }
     for (const MFMapEntry& e : list) {
         lastSub = e.sub;
@@ -205,8 +205,8 @@ bool MFMidiInput::armLearn(int32_t tag, int32_t sub) {
     return changeMaps([&] {
         maps.removeTag(tag);
         learnSub = sub;
-        std::atomic_thread_fence(std::memory_order_release);
         learnTag = tag;
+        learnArmed.set(true);
     });
 }
 

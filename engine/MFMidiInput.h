@@ -50,6 +50,9 @@ public:
     MFRelaxed<int32_t> learnTag{-1};
     MFRelaxed<int32_t> learnSub{0};
     MFRelaxed<int32_t> lastSub{-1};
+    // Raised once learnTag and learnSub are written; the audio thread takes the learn
+    // only after seeing it.
+    MFFlag learnArmed;
 
     // Audio-thread state, readable for the driver and tests.
     float noteHeld() const { return held; }

@@ -262,10 +262,10 @@ private:
 
     // Pattern selection.
     MFRelaxed<int32_t> patternKey = 0;
-    int32_t patternKeyLast = 0;
+    MFRelaxed<int32_t> patternKeyLast = 0;
     MFRelaxed<int32_t> midiKey = 0;
-    int32_t midiKeyLast = 0;
-    int32_t keyLatched = 0;
+    MFRelaxed<int32_t> midiKeyLast = 0;
+    MFRelaxed<int32_t> keyLatched = 0;
     MFRelaxed<float> patternsOn = 1.0f;
     MFRelaxed<int32_t> pattern = 0;
 

@@ -21,7 +21,18 @@ ASAN_OPTIONS=detect_leaks=1 ctest --test-dir build/asan -j"$jobs" --output-on-fa
 if [ -d tests/pattern ]; then
   echo "== thread sanitizer (pattern data shared between the editor and audio threads)"
   cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCADENZOID_WERROR=ON \
-    -DCADENZOID_SANITIZE=thread -DCADENZOID_BENCH=OFF -DCADENZOID_TOOLS=OFF >/dev/null
+    -DCADENZOID_SANITIZE=thread -DCADENZOID_BENCH=OFF >/dev/null
   cmake --build build/tsan -j"$jobs" --target test_pattern
   CADENZOID_SOURCE="$PWD" TSAN_OPTIONS=halt_on_error=1 ./build/tsan/tests/test_pattern --gtest_brief=1
+fi
+
+if [ -f tests/engine/SequencerConcurrencyTest.cpp ]; then
+  echo "== thread sanitizer (host automation, editor, state loads and audio at once)"
+  cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCADENZOID_WERROR=ON \
+    -DCADENZOID_SANITIZE=thread -DCADENZOID_BENCH=OFF >/dev/null
+  cmake --build build/tsan -j"$jobs" --target test_engine
+  # The plug-in reads and writes its settings: a home inside the build tree.
+  CADENZOID_SOURCE="$PWD" XDG_CONFIG_HOME="$PWD/build/tsan/test-home/config" \
+    XDG_DATA_HOME="$PWD/build/tsan/test-home/data" TSAN_OPTIONS=halt_on_error=1 \
+    ./build/tsan/tests/test_engine --gtest_brief=1 --gtest_filter='SequencerConcurrency.*'
 fi

@@ -100,6 +100,9 @@ TEST(MFPhaser, StageChangeClearsStateAndUnusedStageStaysIdle) {
     EXPECT_NE(phaser.getStateLeft(0), 0.0f);
     phaser.setParameter(3, 0.5f);
     EXPECT_EQ(phaser.getStages(), 4);
+    // The audio thread clears the stages at its next call, never the caller's thread.
+    EXPECT_NE(phaser.getStateLeft(0), 0.0f);
+    phaser.process(left.data(), right.data(), 0);
     for (int k = 0; k < MFPhaser::maxStages; ++k)
         EXPECT_EQ(phaser.getStateLeft(k), 0.0f);
 }

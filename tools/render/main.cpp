@@ -296,6 +296,9 @@ int runBench(const Options& o, const Audio& source) {
     if (!a.load(o.plugin))
         fail(a.lastError());
     configure(a, o, source.rate);
+    // The state under test goes to the measured plug-in only; the pair stays as it is.
+    if (!o.preset.empty())
+        loadPreset(a, o.preset);
     applyParameters(a, o);
     const bool paired = !o.pair.empty();
     if (paired) {

@@ -15,8 +15,18 @@
 struct MFContainerGlobals {
     // The copy clipboard: at most one temporary clone per lane tag.
     static std::vector<MFInitInterface*>& clipboard() {
-        static std::vector<MFInitInterface*> entries;
-        return entries;
+        // Frees what is still on the clipboard when the library is unloaded. The list of
+        // containers is created first (by the first container), so it outlives this one.
+        struct Entries {
+            std::vector<MFInitInterface*> list;
+            ~Entries() {
+                for (MFInitInterface* entry : list)
+                    delete entry;
+            }
+        };
+        containers();
+        static Entries entries;
+        return entries.list;
     }
     static std::vector<void*>& containers() {
         static std::vector<void*> all;

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <thread>
 #include <unordered_set>
 
@@ -14,7 +15,15 @@ X11TestServer* current = nullptr;
 }
 
 X11TestServer::X11TestServer() {
-    display = XOpenDisplay(nullptr);
+    if (!std::getenv("DISPLAY"))
+        return;
+    // A server started without -noreset restarts when its last client leaves, and refuses
+    // connections for that moment: the previous test may just have left.
+    for (int attempt = 0; attempt < 100 && !display; ++attempt) {
+        display = XOpenDisplay(nullptr);
+        if (!display)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
     if (!display)
         return;
     int eventBase = 0, errorBase = 0, major = 0, minor = 0;
@@ -39,6 +48,12 @@ int X11TestServer::onError(Display* d, XErrorEvent*) {
     if (current && current->display == d)
         ++current->errorCount;
     return 0;
+}
+
+bool X11TestServer::ownsErrorHandler() {
+    const XErrorHandler installed = XSetErrorHandler(onError);
+    XSetErrorHandler(installed);
+    return installed == onError;
 }
 
 Window X11TestServer::createParent(int x, int y, int width, int height, long eventMask) {

@@ -29,6 +29,8 @@ public:
 
     // X errors on this connection that reached the test's handler.
     int errors() const { return errorCount; }
+    // Whether the process's X error handler is the test's own.
+    bool ownsErrorHandler();
     void sync() { XSync(display, False); }
 
     // Input through XTest in root coordinates; every call is flushed at once.

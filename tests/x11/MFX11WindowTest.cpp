@@ -496,6 +496,8 @@ TEST_F(X11Window, TwoWindowsEachHaveTheirOwnConnectionAndEvents) {
 
 TEST_F(X11Window, OpenCloseAndOpenAgainLeaveNothingBehind) {
     BackBuffer buffer;
+    const int filesBefore = openFileCount();
+    const int segmentsBefore = sharedSegmentCount();
     for (int round = 0; round < 8; ++round) {
         events.clear();
         ASSERT_TRUE(openAndShow()) << "round " << round;
@@ -506,6 +508,8 @@ TEST_F(X11Window, OpenCloseAndOpenAgainLeaveNothingBehind) {
         window.close();
         EXPECT_EQ(MFX11Window::openConnectionCount(), 0);
     }
+    EXPECT_EQ(openFileCount(), filesBefore) << "a connection was left open";
+    EXPECT_EQ(sharedSegmentCount(), segmentsBefore) << "a shared-memory segment stayed attached";
 
     // Opening while open (hosts do not always pair the calls) moves to the new parent.
     const Window other = server.createParent(parentX, parentY, width, height);
@@ -521,6 +525,8 @@ TEST_F(X11Window, OpenCloseAndOpenAgainLeaveNothingBehind) {
         XFree(children);
     window.close();
     server.destroyWindow(other);
+    EXPECT_EQ(openFileCount(), filesBefore);
+    EXPECT_EQ(sharedSegmentCount(), segmentsBefore);
 }
 
 TEST_F(X11Window, ClosingFromInsideACallbackEndsThePump) {
@@ -545,6 +551,8 @@ TEST_F(X11Window, ClosingFromInsideACallbackEndsThePump) {
 }
 
 TEST_F(X11Window, AParentDestroyedUnderTheWindowClosesIt) {
+    const int filesBefore = openFileCount();
+    const int segmentsBefore = sharedSegmentCount();
     ASSERT_TRUE(openAndShow());
     server.destroyWindow(parent);
     ASSERT_TRUE(waitFor(Event::closed));
@@ -558,6 +566,8 @@ TEST_F(X11Window, AParentDestroyedUnderTheWindowClosesIt) {
     window.setCursor(9);
     window.close();
     EXPECT_EQ(events.count(Event::closed), 1);
+    EXPECT_EQ(openFileCount(), filesBefore);
+    EXPECT_EQ(sharedSegmentCount(), segmentsBefore);
 }
 
 TEST(X11WindowWithoutServer, OpenFailsCleanlyWhenDisplayIsUnset) {
@@ -635,9 +645,12 @@ TEST(X11WindowLostServer, AServerThatDiesClosesTheWindowAndTheProcessGoesOn) {
     XCloseDisplay(probe);
 
     const int errorsBefore = MFX11Window::unexpectedErrorCount();
+    const int filesBefore = openFileCount();
+    const int segmentsBefore = sharedSegmentCount();
     MFX11Window window;
     Recorder events;
     ASSERT_TRUE(window.open(root, 200, 100, &events));
+    EXPECT_TRUE(window.usesSharedMemory());
     window.pump();
     server.stop();
     EXPECT_TRUE(pumpUntil([&] { window.pump(); }, [&] { return events.count(Event::closed) > 0; }));
@@ -645,6 +658,8 @@ TEST(X11WindowLostServer, AServerThatDiesClosesTheWindowAndTheProcessGoesOn) {
     EXPECT_EQ(MFX11Window::openConnectionCount(), 0);
     EXPECT_EQ(MFX11Window::unexpectedErrorCount(), errorsBefore);
     EXPECT_EQ(events.count(Event::closed), 1);
+    EXPECT_EQ(openFileCount(), filesBefore) << "the dead connection's socket stayed open";
+    EXPECT_EQ(sharedSegmentCount(), segmentsBefore);
     if (saved)
         setenv("DISPLAY", display.c_str(), 1);
     else

@@ -7,6 +7,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 #include <unordered_set>
 
@@ -189,4 +191,19 @@ bool writePng(const std::string& path, const std::vector<uint32_t>& pixels, int 
 
 std::size_t distinctColours(const std::vector<uint32_t>& pixels) {
     return std::unordered_set<uint32_t>(pixels.begin(), pixels.end()).size();
+}
+
+int openFileCount() {
+    int count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        ++count;
+    return count;
+}
+
+int sharedSegmentCount() {
+    std::ifstream maps("/proc/self/maps");
+    int count = 0;
+    for (std::string line; std::getline(maps, line);)
+        count += line.find("/SYSV") != std::string::npos ? 1 : 0;
+    return count;
 }

@@ -71,5 +71,10 @@ void pumpFor(const std::function<void()>& pump, int milliseconds);
 // Writes 0x00RRGGBB pixels as an RGB PNG; false when the file cannot be written.
 bool writePng(const std::string& path, const std::vector<uint32_t>& pixels, int width, int height);
 
+// What this process holds that a window left open would keep: file descriptors (each X
+// connection is a socket) and attached shared-memory segments.
+int openFileCount();
+int sharedSegmentCount();
+
 // How many distinct colours a picture has: a blank one has one.
 std::size_t distinctColours(const std::vector<uint32_t>& pixels);

@@ -42,9 +42,11 @@ constexpr long inputMask = ButtonPressMask | ButtonReleaseMask | PointerMotionMa
 // One connection of ours, as the process-wide handlers see it.
 struct ConnectionState {
     Display* display = nullptr;
+    Window window = 0;
     int trapDepth = 0; // above 0 while requests that may fail are being checked
     int trappedErrors = 0;
     bool lost = false;
+    bool windowGone = false; // the server named our window unknown: its parent went
 };
 
 // Xlib has one error handler and one I/O error handler per process. Ours is installed
@@ -65,8 +67,15 @@ ConnectionState* findConnection(Display* display) {
 
 int onXError(Display* display, XErrorEvent* error) {
     if (ConnectionState* c = findConnection(display)) {
+        const bool aboutOurWindow =
+            (error->error_code == BadWindow || error->error_code == BadDrawable) &&
+            c->window != 0 && error->resourceid == c->window;
         if (c->trapDepth > 0) {
             ++c->trappedErrors;
+        } else if (aboutOurWindow) {
+            // The host destroyed the parent, and our drawing crossed the DestroyNotify
+            // that is on its way to us.
+            c->windowGone = true;
         } else {
             ++unexpectedErrors;
             char text[128];
@@ -319,6 +328,7 @@ struct MFX11Window::Native {
     XShmSegmentInfo shm{};
     XImage* shmImage = nullptr;
 
+    bool gone() const { return connection.lost || connection.windowGone || destroyed; }
     bool create(Window parentId, int w, int h, bool shmAllowed);
     void attachSharedMemory();
     void release();
@@ -361,6 +371,7 @@ bool MFX11Window::Native::create(Window parentId, int w, int h, bool shmAllowed)
         ErrorTrap trap(connection);
         window = XCreateWindow(display, parent, 0, 0, unsigned(w), unsigned(h), 0, depth,
                                InputOutput, visual, mask, &attributes);
+        connection.window = window;
         gc = XCreateGC(display, window, 0, nullptr);
         if (trap.failed())
             return false;
@@ -508,14 +519,14 @@ void MFX11Window::pump() {
     Native* n = native.get();
     if (!n)
         return;
-    while (!n->connection.lost && !n->destroyed && XPending(n->display) > 0) {
+    while (!n->gone() && XPending(n->display) > 0) {
         XEvent event;
         XNextEvent(n->display, &event);
         dispatch(*n, &event);
         if (native.get() != n)
             return; // a callback closed the window
     }
-    if (n->connection.lost || n->destroyed)
+    if (n->gone())
         dropAfterLoss();
 }
 
@@ -658,7 +669,7 @@ void MFX11Window::handleKey(Native& n, void* raw) {
 
 void MFX11Window::present(const unsigned char* argb32, int stride, int x, int y, int w, int h) {
     Native* n = native.get();
-    if (!n || !argb32 || n->connection.lost || n->destroyed || stride < n->width * 4)
+    if (!n || !argb32 || n->gone() || stride < n->width * 4)
         return;
     const int left = std::max(x, 0);
     const int top = std::max(y, 0);
@@ -704,7 +715,7 @@ void MFX11Window::present(const unsigned char* argb32, int stride, int x, int y,
 
 void MFX11Window::setCursor(int cursorId) {
     Native* n = native.get();
-    if (!n || n->connection.lost || n->destroyed)
+    if (!n || n->gone())
         return;
     const int kind =
         (cursorId == cursorHorizontalResize || cursorId == cursorHand) ? cursorId : cursorDefault;
@@ -725,7 +736,7 @@ void MFX11Window::setCursor(int cursorId) {
 
 void MFX11Window::takeFocus() {
     Native* n = native.get();
-    if (!n || n->connection.lost || n->destroyed)
+    if (!n || n->gone())
         return;
     // Refused while the window is not viewable; that is no fault of ours.
     ErrorTrap trap(n->connection);

@@ -554,13 +554,16 @@ TEST_F(X11Window, AParentDestroyedUnderTheWindowClosesIt) {
     const int filesBefore = openFileCount();
     const int segmentsBefore = sharedSegmentCount();
     ASSERT_TRUE(openAndShow());
+    BackBuffer buffer;
     server.destroyWindow(parent);
+    // Drawing goes on until the pump hears of it: those requests name a window that is gone.
+    window.present(buffer.bytes(), buffer.stride, 0, 0, width, height);
+    window.setCursor(9);
     ASSERT_TRUE(waitFor(Event::closed));
     EXPECT_FALSE(window.isOpen());
     EXPECT_EQ(window.windowId(), 0ul);
     EXPECT_EQ(MFX11Window::openConnectionCount(), 0);
     // What an editor may still call afterwards does nothing.
-    BackBuffer buffer;
     window.pump();
     window.present(buffer.bytes(), buffer.stride, 0, 0, width, height);
     window.setCursor(9);

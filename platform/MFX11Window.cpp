@@ -477,6 +477,8 @@ bool MFX11Window::open(unsigned long parentWindowId, int width, int height,
     n->display = display;
     n->connection.display = display;
     addConnection(&n->connection);
+    // Per connection since libX11 1.7 (Debian 12 has 1.8): without it a lost server
+    // would end the host's process.
     XSetIOErrorExitHandler(display, onXIOErrorExit, &n->connection);
     if (!n->create(parentWindowId, width, height, sharedMemoryAllowed)) {
         n->release();
@@ -661,10 +663,10 @@ void MFX11Window::handleKey(Native& n, void* raw) {
     forwarded.send_event = True;
     XEvent message;
     message.xkey = forwarded;
-    ErrorTrap trap(n.connection);
+    ErrorTrap trap(n.connection); // the host may be tearing its window down
     XSendEvent(n.display, n.parent, False, k.type == KeyPress ? KeyPressMask : KeyReleaseMask,
                &message);
-    XFlush(n.display);
+    trap.failed();
 }
 
 void MFX11Window::present(const unsigned char* argb32, int stride, int x, int y, int w, int h) {

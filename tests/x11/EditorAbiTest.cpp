@@ -209,6 +209,7 @@ protected:
         ASSERT_TRUE(diagnosticsOn);
         if (!std::getenv("DISPLAY"))
             GTEST_SKIP() << "no X server in DISPLAY: these tests run under xvfb-run";
+        ASSERT_TRUE(keeper.ok()) << "cannot reach the X server of DISPLAY, or it has no XTest";
         hostErrorsBefore = PluginEditorHost::errorCount();
         capture = std::make_unique<StderrCapture>();
         ASSERT_NO_FATAL_FAILURE(one.start(0, 0));
@@ -243,6 +244,9 @@ protected:
         s.idleTimes(3);
     }
 
+    // Waits for the server and holds a connection to it, so that it does not restart
+    // between the test's own connections.
+    X11TestServer keeper;
     Session one;
     std::unique_ptr<StderrCapture> capture;
     int hostErrorsBefore = 0;

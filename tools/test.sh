@@ -10,13 +10,19 @@ jobs="$(nproc)"
 echo "== build and test (warnings are errors)"
 cmake -S . -B build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCADENZOID_WERROR=ON >/dev/null
 cmake --build build/test -j"$jobs"
-ctest --test-dir build/test -j"$jobs" --output-on-failure --timeout 600
+ctest --test-dir build/test -j"$jobs" --output-on-failure --timeout 600 -LE x11
+# The editor's window in a virtual X server of its own; -noreset keeps it accepting
+# connections between the tests' processes.
+xvfb-run -a -s "-screen 0 1280x1024x24 -noreset" \
+  ctest --test-dir build/test --output-on-failure --timeout 300 -L x11
 
 echo "== address and undefined-behaviour sanitizers"
 cmake -S . -B build/asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCADENZOID_WERROR=ON \
   -DCADENZOID_SANITIZE=address -DCADENZOID_BENCH=OFF >/dev/null
 cmake --build build/asan -j"$jobs"
-ASAN_OPTIONS=detect_leaks=1 ctest --test-dir build/asan -j"$jobs" --output-on-failure --timeout 900
+ASAN_OPTIONS=detect_leaks=1 ctest --test-dir build/asan -j"$jobs" --output-on-failure --timeout 900 -LE x11
+ASAN_OPTIONS=detect_leaks=1 xvfb-run -a -s "-screen 0 1280x1024x24 -noreset" \
+  ctest --test-dir build/asan --output-on-failure --timeout 600 -L x11
 
 if [ -d tests/pattern ]; then
   echo "== thread sanitizer (pattern data shared between the editor and audio threads)"

@@ -1,0 +1,442 @@
+// A plug-in's editor as a Linux host drives it: a parent window on the host's own X
+// connection, effEditOpen with its id, effEditIdle at about 30 Hz from the GUI thread
+// while audio runs on another, input through XTest, keys through effEditKeyDown. Each
+// test writes its screenshots as PNG files into the build tree. Built twice: against
+// Cadenzoid, and against a stand-in editor of the same shape that checks the host side.
+
+// GoogleTest before Xlib, whose macros (None, Bool) would rename GoogleTest's names.
+#include <gtest/gtest.h>
+
+#include "tools/host/PluginEditorHost.h"
+#include "tools/host/PluginHost.h"
+
+#include "X11TestSupport.h"
+
+#include <X11/Xlib.h>
+#include <X11/keysym.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+using namespace vst;
+
+namespace {
+
+constexpr int editorWidth = 770;
+constexpr int editorHeight = 525;
+constexpr int32_t globalWet = 101;
+// The middle of the output section's GlobalWet knob (558, 447, 632, 521).
+constexpr int knobX = 595;
+constexpr int knobY = 484;
+constexpr auto idlePeriod = std::chrono::milliseconds(33);
+constexpr int f2 = 41;
+
+// The plug-in reports X errors of its own connection as developer diagnostics; switched
+// on before the library is first loaded.
+const bool diagnosticsOn = [] { return setenv("CADENZOID_DEBUG", "1", 1) == 0; }();
+
+// Collects what the process writes to stderr, where the plug-in's diagnostics go.
+class StderrCapture {
+public:
+    StderrCapture() {
+        std::fflush(stderr);
+        saved = dup(2);
+        file = std::tmpfile();
+        if (file)
+            dup2(fileno(file), 2);
+    }
+    ~StderrCapture() { finish(); }
+    std::string finish() {
+        if (saved < 0)
+            return text;
+        std::fflush(stderr);
+        dup2(saved, 2);
+        close(saved);
+        saved = -1;
+        if (file) {
+            std::rewind(file);
+            char buffer[4096];
+            std::size_t n = 0;
+            while ((n = std::fread(buffer, 1, sizeof buffer, file)) > 0)
+                text.append(buffer, n);
+            std::fclose(file);
+            file = nullptr;
+        }
+        std::fputs(text.c_str(), stderr); // still shown in the test's log
+        return text;
+    }
+
+private:
+    int saved = -1;
+    std::FILE* file = nullptr;
+    std::string text;
+};
+
+// The host's audio thread: blocks of a sine through the plug-in until stopped.
+class AudioThread {
+public:
+    explicit AudioThread(PluginHost& h) : host(h), thread([this] { run(); }) {}
+    ~AudioThread() {
+        stop = true;
+        thread.join();
+    }
+    int64_t blocks() const { return count.load(); }
+    bool finite() const { return allFinite.load(); }
+    float peak() const { return loudest.load(); }
+
+private:
+    void run() {
+        constexpr int frames = 256;
+        std::vector<float> in(frames), outL(frames), outR(frames);
+        int64_t phase = 0;
+        while (!stop) {
+            for (float& x : in)
+                x = 0.5f * float(std::sin(2.0 * M_PI * 220.0 * double(phase++) / 48000.0));
+            host.process(in.data(), in.data(), outL.data(), outR.data(), frames);
+            for (int i = 0; i < frames; ++i) {
+                if (!std::isfinite(outL[i]) || !std::isfinite(outR[i]))
+                    allFinite = false;
+                loudest = std::max(loudest.load(), std::fabs(outL[i]));
+            }
+            ++count;
+            // About the pace of a real audio thread (256 frames are 5.3 ms at 48 kHz).
+            std::this_thread::sleep_for(std::chrono::milliseconds(3));
+        }
+    }
+
+    PluginHost& host;
+    std::atomic<bool> stop{false};
+    std::atomic<int64_t> count{0};
+    std::atomic<bool> allFinite{true};
+    std::atomic<float> loudest{0.0f};
+    std::thread thread;
+};
+
+// One plug-in instance with its host: the library, the parent window and the audio.
+struct Session {
+    PluginHost host;
+    PluginEditorHost editor{host};
+    std::unique_ptr<AudioThread> audio;
+
+    void start(int x, int y) {
+        ASSERT_TRUE(host.load(EDITOR_PLUGIN_PATH)) << host.lastError();
+        host.start(48000.0f, 512);
+        ASSERT_TRUE(editor.connect());
+        ASSERT_TRUE(editor.createParent(x, y, editorWidth, editorHeight));
+        audio = std::make_unique<AudioThread>(host);
+    }
+    void stop() {
+        audio.reset();
+        editor.closeEditor();
+    }
+
+    // Idles as a host does until done() holds, or for timeoutMs.
+    bool idleUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        for (;;) {
+            editor.idle();
+            if (done())
+                return true;
+            if (std::chrono::steady_clock::now() >= end)
+                return false;
+            std::this_thread::sleep_for(idlePeriod);
+        }
+    }
+    void idleTimes(int n) {
+        for (int i = 0; i < n; ++i) {
+            editor.idle();
+            std::this_thread::sleep_for(idlePeriod);
+        }
+    }
+
+    // The editor's child window, viewable and of the editor's size.
+    bool showsEditor() {
+        const Window child = editor.editorWindow();
+        XWindowAttributes a{};
+        return child && XGetWindowAttributes(editor.display(), child, &a) &&
+               a.map_state == IsViewable && a.width == editorWidth && a.height == editorHeight;
+    }
+
+    std::vector<uint32_t> screenshot(const std::string& name) {
+        const auto pixels =
+            xtest::capture(editor.display(), editor.parentWindow(), editorWidth, editorHeight);
+        std::filesystem::create_directories(CADENZOID_SHOT_DIR);
+        writePng(std::string(CADENZOID_SHOT_DIR) + "/" + name + ".png", pixels, editorWidth,
+                 editorHeight);
+        return pixels;
+    }
+
+    std::vector<float> parameters() {
+        std::vector<float> values(117);
+        for (int32_t i = 0; i < 117; ++i)
+            values[std::size_t(i)] = host.getParameter(i);
+        return values;
+    }
+};
+
+// A picture that shows an editor: many colours, and most pixels not the parent's black.
+void expectShowsAnEditor(const std::vector<uint32_t>& pixels) {
+    ASSERT_EQ(pixels.size(), std::size_t(editorWidth) * editorHeight);
+    EXPECT_GE(distinctColours(pixels), 16u) << "the window is blank";
+    std::size_t black = 0;
+    for (uint32_t p : pixels)
+        black += p == 0 ? 1 : 0;
+    EXPECT_LT(black, pixels.size() / 2) << "most of the window shows the parent's background";
+}
+
+std::vector<uint32_t> area(const std::vector<uint32_t>& pixels, int left, int top, int right,
+                           int bottom) {
+    std::vector<uint32_t> part;
+    for (int y = top; y < bottom; ++y)
+        for (int x = left; x < right; ++x)
+            part.push_back(pixels[std::size_t(y) * editorWidth + std::size_t(x)]);
+    return part;
+}
+
+class EditorThroughHost : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(diagnosticsOn);
+        if (!std::getenv("DISPLAY"))
+            GTEST_SKIP() << "no X server in DISPLAY: these tests run under xvfb-run";
+        ASSERT_TRUE(keeper.ok()) << "cannot reach the X server of DISPLAY, or it has no XTest";
+        hostErrorsBefore = PluginEditorHost::errorCount();
+        capture = std::make_unique<StderrCapture>();
+        ASSERT_NO_FATAL_FAILURE(one.start(0, 0));
+        // Away from the windows, until a test moves it in.
+        xtest::moveTo(one.editor.display(), editorWidth + 5, editorHeight + 5);
+    }
+
+    void TearDown() override {
+        if (!capture)
+            return;
+        one.stop();
+        const std::string diagnostics = capture->finish();
+        EXPECT_EQ(diagnostics.find("X error"), std::string::npos)
+            << "the plug-in counted X errors on its connection";
+        EXPECT_EQ(PluginEditorHost::errorCount(), hostErrorsBefore)
+            << "X errors reached the host's handler";
+    }
+
+    // Drags with the left button from the knob's middle by dy pixels, idling between moves.
+    void dragKnob(Session& s, int originX, int originY, int dy) {
+        Display* d = s.editor.display();
+        xtest::moveTo(d, originX + knobX, originY + knobY);
+        s.idleTimes(2);
+        xtest::button(d, 1, true);
+        s.idleTimes(1);
+        const int steps = 6;
+        for (int i = 1; i <= steps; ++i) {
+            xtest::moveTo(d, originX + knobX, originY + knobY + dy * i / steps);
+            s.idleTimes(1);
+        }
+        xtest::button(d, 1, false);
+        s.idleTimes(3);
+    }
+
+    // Waits for the server and holds a connection to it, so that it does not restart
+    // between the test's own connections.
+    X11TestServer keeper;
+    Session one;
+    std::unique_ptr<StderrCapture> capture;
+    int hostErrorsBefore = 0;
+};
+
+TEST_F(EditorThroughHost, OpensAWindowOfItsSizeThatShowsTheEditorAndClosesIt) {
+    EXPECT_TRUE(one.host.effect()->flags & effFlagsHasEditor);
+    int w = 0, h = 0;
+    ASSERT_TRUE(one.editor.editorRect(w, h));
+    EXPECT_EQ(w, editorWidth);
+    EXPECT_EQ(h, editorHeight);
+
+    const int64_t blocksBefore = one.audio->blocks();
+    ASSERT_EQ(one.editor.openEditor(), 1);
+    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    one.idleTimes(5);
+    expectShowsAnEditor(one.screenshot("editor-open"));
+
+    one.editor.closeEditor();
+    one.idleTimes(2);
+    EXPECT_EQ(one.editor.editorWindow(), 0ul) << "the editor's window outlived effEditClose";
+    EXPECT_GT(one.audio->blocks(), blocksBefore + 10) << "audio stalled while the editor ran";
+    EXPECT_TRUE(one.audio->finite());
+}
+
+TEST_F(EditorThroughHost, DraggingTheGlobalWetKnobChangesTheParameter) {
+    ASSERT_EQ(one.editor.openEditor(), 1);
+    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    one.idleTimes(3);
+    const auto before = one.screenshot("editor-before-drag");
+    const float start = one.host.getParameter(globalWet);
+    const int beginEdits = one.host.beginEditCalls;
+    const int endEdits = one.host.endEditCalls;
+
+    dragKnob(one, 0, 0, 60); // downwards turns the knob down
+    const float end = one.host.getParameter(globalWet);
+    EXPECT_LT(end, start - 0.1f) << "60 pixels of drag moved GlobalWet from " << start << " to "
+                                 << end;
+    EXPECT_GT(one.host.beginEditCalls, beginEdits);
+    EXPECT_GT(one.host.endEditCalls, endEdits);
+
+    // The knob shows its new value.
+    const auto after = one.screenshot("editor-after-drag");
+    EXPECT_NE(area(before, 558, 447, 632, 521), area(after, 558, 447, 632, 521));
+
+    // The host automates it back: the knob follows at the next idles.
+    one.host.setParameter(globalWet, start);
+    one.idleTimes(3);
+    EXPECT_EQ(area(one.screenshot("editor-automated-back"), 558, 447, 632, 521),
+              area(before, 558, 447, 632, 521));
+}
+
+TEST_F(EditorThroughHost, F2MutatesParametersFromTheHostAndFromTheWindow) {
+    ASSERT_EQ(one.editor.openEditor(), 1);
+    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+
+    auto values = one.parameters();
+    EXPECT_EQ(one.editor.keyDown(0, f2, 0), 1);
+    one.idleTimes(1);
+    EXPECT_NE(one.parameters(), values) << "F2 through effEditKeyDown changed nothing";
+
+    // Keys the editor has no use for stay with the host.
+    EXPECT_EQ(one.editor.keyDown(0, 40, 0), 0);
+    EXPECT_EQ(one.editor.keyDown('a', 0, 0), 0);
+
+    // F2 typed into the window itself.
+    Display* d = one.editor.display();
+    xtest::moveTo(d, 200, 200);
+    one.idleTimes(2);
+    values = one.parameters();
+    xtest::key(d, XK_F2, true);
+    xtest::key(d, XK_F2, false);
+    EXPECT_TRUE(one.idleUntil([&] { return one.parameters() != values; }, 2000))
+        << "F2 typed into the editor's window changed nothing";
+}
+
+TEST_F(EditorThroughHost, ClosesOpensAgainAndMovesToANewParent) {
+    ASSERT_EQ(one.editor.openEditor(), 1);
+    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    one.editor.closeEditor();
+    one.idleTimes(2);
+    ASSERT_EQ(one.editor.openEditor(), 1);
+    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    one.idleTimes(3);
+    expectShowsAnEditor(one.screenshot("editor-reopened"));
+
+    // A second open without a close, into another parent: the window moves there.
+    const Window firstParent = one.editor.parentWindow();
+    PluginEditorHost other(one.host);
+    ASSERT_TRUE(other.connect());
+    ASSERT_TRUE(other.createParent(0, 0, editorWidth, editorHeight));
+    ASSERT_EQ(other.openEditor(), 1);
+    EXPECT_TRUE(one.idleUntil([&] {
+        XWindowAttributes a{};
+        const Window child = other.editorWindow();
+        return child && XGetWindowAttributes(other.display(), child, &a) &&
+               a.map_state == IsViewable;
+    }));
+    EXPECT_EQ(one.editor.editorWindow(), 0ul)
+        << "the first parent 0x" << std::hex << firstParent << " kept a window";
+    other.closeEditor();
+}
+
+TEST_F(EditorThroughHost, ADestroyedParentLeavesTheHostIdlingAndTheEditorReopens) {
+    ASSERT_EQ(one.editor.openEditor(), 1);
+    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    one.editor.destroyParent(); // the host tore its window down before closing the editor
+    one.idleTimes(5);
+    one.editor.closeEditor();
+    one.idleTimes(1);
+    ASSERT_TRUE(one.editor.createParent(0, 0, editorWidth, editorHeight));
+    ASSERT_EQ(one.editor.openEditor(), 1);
+    EXPECT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    EXPECT_TRUE(one.audio->finite());
+}
+
+TEST_F(EditorThroughHost, ABadParentIdFailsTheOpenWithoutAnError) {
+    const unsigned long unused = XAllocID(one.editor.display());
+    EXPECT_EQ(one.editor.openEditorIn(unused), 0);
+    one.idleTimes(2);
+    EXPECT_EQ(one.editor.openEditor(), 1) << "a good parent after a bad one";
+    EXPECT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+}
+
+TEST_F(EditorThroughHost, TwoInstancesEachHaveTheirWindow) {
+    Display* d = one.editor.display();
+    const int screenWidth = DisplayWidth(d, DefaultScreen(d));
+    const int screenHeight = DisplayHeight(d, DefaultScreen(d));
+    // The second stands at the screen's far corner, over the first's bottom right only.
+    const int x2 = screenWidth - editorWidth;
+    const int y2 = screenHeight - editorHeight;
+    ASSERT_GE(y2, knobY + 1) << "the screen is too small for two editors";
+    Session two;
+    ASSERT_NO_FATAL_FAILURE(two.start(x2, y2));
+    ASSERT_EQ(one.editor.openEditor(), 1);
+    ASSERT_EQ(two.editor.openEditor(), 1);
+    auto both = [&] { return one.showsEditor() && two.showsEditor(); };
+    ASSERT_TRUE(one.idleUntil([&] {
+        two.editor.idle();
+        return both();
+    }));
+    two.idleTimes(3);
+    one.idleTimes(3);
+    expectShowsAnEditor(one.screenshot("editor-first-of-two"));
+    expectShowsAnEditor(two.screenshot("editor-second-of-two"));
+
+    const float oneBefore = one.host.getParameter(globalWet);
+    const float twoBefore = two.host.getParameter(globalWet);
+    dragKnob(two, x2, y2, 60);
+    one.idleTimes(2);
+    EXPECT_LT(two.host.getParameter(globalWet), twoBefore - 0.1f);
+    EXPECT_EQ(one.host.getParameter(globalWet), oneBefore) << "the drag reached the other instance";
+
+    // The first closes; the second goes on drawing and taking input.
+    one.editor.closeEditor();
+    one.idleTimes(1);
+    const float twoMiddle = two.host.getParameter(globalWet);
+    dragKnob(two, x2, y2, -30);
+    EXPECT_GT(two.host.getParameter(globalWet), twoMiddle + 0.05f);
+    expectShowsAnEditor(two.screenshot("editor-second-after-first-closed"));
+    two.stop();
+}
+
+TEST(EditorWithoutDisplay, OpenFailsCleanlyAndAudioGoesOn) {
+    const char* saved = std::getenv("DISPLAY");
+    const std::string display = saved ? saved : "";
+    unsetenv("DISPLAY");
+    {
+        PluginHost host;
+        ASSERT_TRUE(host.load(EDITOR_PLUGIN_PATH)) << host.lastError();
+        host.start(48000.0f, 512);
+        PluginEditorHost editor(host);
+        EXPECT_FALSE(editor.connect());
+        AudioThread audio(host);
+        // A host without X may still hand over some id.
+        EXPECT_EQ(editor.openEditorIn(0x400001), 0);
+        for (int i = 0; i < 5; ++i) {
+            editor.idle();
+            std::this_thread::sleep_for(idlePeriod);
+        }
+        EXPECT_EQ(editor.keyDown(0, 40, 0), 0);
+        editor.closeEditor();
+        const int64_t blocks = audio.blocks();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_GT(audio.blocks(), blocks) << "audio stopped";
+        EXPECT_TRUE(audio.finite());
+        EXPECT_GT(audio.peak(), 0.01f) << "the plug-in went silent";
+    }
+    if (saved)
+        setenv("DISPLAY", display.c_str(), 1);
+}
+
+} // namespace

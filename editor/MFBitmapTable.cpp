@@ -34,9 +34,11 @@ void premultiplyRow(unsigned char* row, int width) {
     for (int x = 0; x < width; ++x) {
         unsigned char* pixel = row + 4 * x;
         const uint32_t alpha = pixel[3];
-        auto scale = [alpha](uint32_t channel) { return (channel * alpha + 127) / 255; };
-        const uint32_t word =
-            alpha << 24 | scale(pixel[0]) << 16 | scale(pixel[1]) << 8 | scale(pixel[2]);
+        uint32_t word = alpha << 24 | uint32_t{pixel[0]} << 16 | uint32_t{pixel[1]} << 8 | pixel[2];
+        if (alpha != 255) {
+            auto scale = [alpha](uint32_t channel) { return (channel * alpha + 127) / 255; };
+            word = alpha << 24 | scale(pixel[0]) << 16 | scale(pixel[1]) << 8 | scale(pixel[2]);
+        }
         std::memcpy(pixel, &word, sizeof word);
     }
 }

@@ -126,7 +126,7 @@ void drawLabelButton(cairo_t* cr, const BitmapSpec& spec) {
             buttonFace(cr, 0, 0, w, h, on);
             if (on)
                 fillRect(cr, 4, h - 3, w - 8, 1, Palette::lit);
-            text(cr, spec.labels[frame], 0, on ? 0 : 0, w, h - 1, size,
+            text(cr, spec.labels[frame], 0, 0, w, h - 1, size,
                  on ? Palette::lit : Palette::textDim);
             break;
         case ButtonKind::lampSwitch:
@@ -187,10 +187,6 @@ void drawPresetArrow(cairo_t* cr, const BitmapSpec& spec) {
 void drawPresetCaption(cairo_t* cr, const BitmapSpec& spec) {
     well(cr, 0, 0, spec.width, spec.height);
     fillRect(cr, 18, 4, 2, spec.height - 8, Palette::effectHue(spec.effect));
-}
-
-void drawLaneButton(cairo_t* cr, const BitmapSpec& spec) {
-    drawIconButton(cr, spec);
 }
 
 // Bars of a step table cut from this texture: the effect's hue, brighter towards the top,
@@ -306,19 +302,27 @@ void drawPatternKeys(cairo_t* cr, const BitmapSpec& spec) {
     });
 }
 
+// The frame around the pattern keys, their name and the copy and paste buttons, on the
+// card's colour that the buttons' corners show.
 void drawKeyPlate(cairo_t* cr, const BitmapSpec& spec) {
-    fillRect(cr, 0, 0, spec.width, spec.height, Palette::plate);
-    well(cr, 0, 0, spec.width, spec.height);
+    const int w = spec.width;
+    const int h = spec.height;
+    fillRect(cr, 0, 0, w, h, Palette::plate);
+    fillRect(cr, 0, 0, w, 1, Palette::plateShade);
+    fillRect(cr, 0, 1, 1, h - 1, Palette::plateShade);
+    fillRect(cr, 1, h - 1, w - 1, 1, Palette::plateLight);
+    fillRect(cr, w - 1, 1, 1, h - 2, Palette::plateLight);
 }
 
-// The current step, bracketed by two lines with a cap on the pattern strip. Everything else
-// is the key colour, so the lanes show through.
+// The playing position: it glides with the fractional step, so it is a line, lit at its left
+// edge with a darker second pixel, and a flag on the pattern strip. Everything else is the
+// key colour, so the lanes show through.
 void drawPlayhead(cairo_t* cr, const BitmapSpec& spec) {
     fillRect(cr, 0, 0, spec.width, spec.height, Palette::key);
     fillRect(cr, 0, 0, 1, spec.height, Palette::lit);
-    fillRect(cr, spec.width - 1, 0, 1, spec.height, Palette::lit);
-    for (int row = 0; row < 4; ++row)
-        fillRect(cr, row + 1, row, spec.width - 2 * (row + 1), 1, Palette::lit);
+    fillRect(cr, 1, 0, 1, spec.height, Palette::textFaint);
+    for (int row = 0; row < 5; ++row)
+        fillRect(cr, 1, row, 6 - row, 1, Palette::lit);
 }
 
 // An arrow pointing at the chosen effect's name, on the key colour.
@@ -494,8 +498,6 @@ void drawBitmap(cairo_t* cr, const BitmapSpec& spec) {
         return drawAboutPanel(cr, spec);
     case Family::labelButton:
         return drawLabelButton(cr, spec);
-    case Family::laneButton:
-        return drawLaneButton(cr, spec);
     case Family::iconButton:
         return drawIconButton(cr, spec);
     case Family::tableBars:

@@ -159,12 +159,8 @@ std::vector<BitmapSpec> skinTable() {
         const EffectArt& art = effects[e];
         add(forEffect(bitmap(art.tableBars, 20, 64, Family::tableBars), e));
         add(forEffect(bitmap(art.panel, 529, 116, Family::panel), e));
-        add(forEffect(iconButton(art.bypassButton, 17, 34, ButtonKind::toggle, Icon::power,
-                                 Family::laneButton),
-                      e));
-        add(forEffect(iconButton(art.initButton, 17, 34, ButtonKind::momentary, Icon::clear,
-                                 Family::laneButton),
-                      e));
+        add(forEffect(iconButton(art.bypassButton, 17, 34, ButtonKind::toggle, Icon::power), e));
+        add(forEffect(iconButton(art.initButton, 17, 34, ButtonKind::momentary, Icon::clear), e));
         std::vector<std::string> lines = {"none"};
         lines.insert(lines.end(), art.tableTargets.begin(), art.tableTargets.end());
         add(menu(art.targetMenu, 77, lines, false, e));

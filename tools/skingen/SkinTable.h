@@ -10,8 +10,7 @@ enum class Family {
     background,      // the window behind everything
     aboutPanel,      // the about box
     labelButton,     // a button with a word on it
-    laneButton,      // the small init and on buttons of a lane
-    iconButton,      // a button with a symbol on it
+    iconButton,      // a button with a symbol on it, such as a lane's init and on buttons
     tableBars,       // an effect's step-table bar texture and row labels
     panel,           // an effect's panel picture with its knob captions
     field,           // a recessed display field

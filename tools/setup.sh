@@ -2,7 +2,8 @@
 # Installs what the build needs from Debian's packages, only when something is missing.
 set -euo pipefail
 
-packages=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libsndfile1-dev clang libclang-rt-14-dev)
+packages=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libsndfile1-dev clang libclang-rt-14-dev
+          libcairo2-dev libfontconfig-dev libpng-dev fonts-liberation2)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "editor/controls/MFControl.h"
 #include "editor/controls/MFFrame.h"
 #include "editor/toolkit/CBitmap.h"
 #include "editor/toolkit/CControl.h"
 #include "editor/toolkit/CControlListener.h"
 #include "editor/toolkit/CEditorInterface.h"
 #include "editor/toolkit/CSystemWindow.h"
+#include "platform/MFRelaxed.h"
 
 #include <cairo.h>
 #include <cstdint>
@@ -63,13 +65,33 @@ inline uint32_t pixelAt(cairo_surface_t* surface, int x, int y) {
     return reinterpret_cast<const uint32_t*>(data + y * stride)[x];
 }
 
+// Records every change; with a sink it also stores the value there, as the plug-in stores
+// what the editor sends into the float the control is bound to.
 struct RecordingListener : CControlListener {
     void valueChanged(CControl* control) override {
         values.push_back(control->getValue());
         tags.push_back(control->getTag());
+        if (sink)
+            sink->store(control->getValue());
     }
     std::vector<float> values;
     std::vector<int32_t> tags;
+    MFRelaxed<float>* sink = nullptr;
+};
+
+// A control that only records how it was opened as modal.
+struct ModalProbe : MFControl {
+    explicit ModalProbe(MFFrame* frame) : MFControl(CRect(0, 0, 10, 10), nullptr, -1, frame) {}
+    void openModal(int32_t mode, const CPoint* where, int32_t tag) override {
+        opened.push_back({mode, where ? *where : CPoint(-1, -1), tag});
+        MFControl::openModal(mode, where, tag);
+    }
+    struct Opening {
+        int32_t mode;
+        CPoint where;
+        int32_t tag;
+    };
+    std::vector<Opening> opened;
 };
 
 struct RecordingEditor : CEditorInterface {

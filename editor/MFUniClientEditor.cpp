@@ -7,6 +7,7 @@
 #include "engine/MFParameterTable.h"
 #include "engine/MFUniClient.h"
 
+#include <cmath>
 #include <cstdint>
 
 namespace {
@@ -205,24 +206,30 @@ void MFUniClientEditor::setCursor(int kind) {
     window.setCursor(kind);
 }
 
+CPoint MFUniClientEditor::toLogical(int x, int y) const {
+    // The window speaks in device pixels; the views in the layout's pixels.
+    const double scale = frame ? frame->getScale() : 1.0;
+    return CPoint(int(std::floor(x / scale)), int(std::floor(y / scale)));
+}
+
 void MFUniClientEditor::windowMouseDown(int x, int y, long buttons) {
     if (frame)
-        frame->onMouseDown(CPoint(x, y), buttons);
+        frame->onMouseDown(toLogical(x, y), buttons);
 }
 
 void MFUniClientEditor::windowMouseUp(int x, int y, long buttons) {
     if (frame)
-        frame->onMouseUp(CPoint(x, y), buttons);
+        frame->onMouseUp(toLogical(x, y), buttons);
 }
 
 void MFUniClientEditor::windowMouseMoved(int x, int y, long buttons) {
     if (frame)
-        frame->onMouseMoved(CPoint(x, y), buttons);
+        frame->onMouseMoved(toLogical(x, y), buttons);
 }
 
 void MFUniClientEditor::windowWheel(int x, int y, float distance, long buttons) {
     if (frame)
-        frame->onWheel(CPoint(x, y), distance, buttons);
+        frame->onWheel(toLogical(x, y), distance, buttons);
 }
 
 bool MFUniClientEditor::windowKeyDown(int virtualKey, int character, long modifiers) {
@@ -239,7 +246,9 @@ void MFUniClientEditor::windowExpose(int x, int y, int w, int h) {
         return;
     // The back buffer is brought up to date first, then the exposed part goes out as is.
     frame->redrawDirty();
-    frame->presentArea(CRect(x, y, x + w, y + h));
+    const CPoint topLeft = toLogical(x, y);
+    const CPoint bottomRight = toLogical(x + w - 1, y + h - 1);
+    frame->presentArea(CRect(topLeft.x, topLeft.y, bottomRight.x + 1, bottomRight.y + 1));
 }
 
 void MFUniClientEditor::windowClosed() {

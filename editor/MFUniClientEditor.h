@@ -82,6 +82,7 @@ private:
     void windowExpose(int x, int y, int w, int h) override;
     void windowClosed() override;
 
+    CPoint toLogical(int x, int y) const;
     void buildFrame(CSystemWindow* window);
     void buildOutputSection();
 

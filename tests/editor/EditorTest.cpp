@@ -245,3 +245,33 @@ TEST(Editor, ForceRedraw) {
     p.dispatch(effEditIdle);
     EXPECT_FALSE(p.editor().getFrame()->isRedrawAllPending());
 }
+
+// The window's events arrive through the same calls the X11 window makes from inside its
+// pump: presses and drags reach the controls, F2 is used and other keys are not, and a
+// lost window closes the editor at the end of the idle that saw it, not inside the pump.
+TEST(Editor, WindowEventsDriveTheFrame) {
+    PluginWithEditor p;
+    p.plugin().setParameter(wetTag, 0.5f);
+    p.editor().openHeadless();
+    p.dispatch(effEditIdle);
+    MFWindowEvents& events = p.editor();
+    events.windowMouseMoved(wetKnob.x, wetKnob.y, 0);
+    events.windowMouseDown(wetKnob.x, wetKnob.y, cbutton::left);
+    events.windowMouseMoved(wetKnob.x, wetKnob.y + 20, cbutton::left);
+    events.windowMouseUp(wetKnob.x, wetKnob.y + 20, cbutton::left);
+    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.4f, 1e-5f);
+    events.windowWheel(wetKnob.x, wetKnob.y, -1.0f, 0);
+    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.4f - 0.0175f, 1e-5f);
+    events.windowEnterLeave(false);
+    events.windowExpose(0, 0, 770, 525);
+
+    EXPECT_TRUE(events.windowKeyDown(MFUniClientEditor::keyF2, 0, 0));
+    EXPECT_FALSE(events.windowKeyDown(42, 0, 0));
+
+    events.windowClosed();
+    EXPECT_TRUE(p.editor().isOpen()); // still inside the pump, as far as it knows
+    p.dispatch(effEditIdle);
+    EXPECT_FALSE(p.editor().isOpen());
+    EXPECT_EQ(MFBitmapTable::useCount(), 0);
+    p.dispatch(effEditIdle);
+}

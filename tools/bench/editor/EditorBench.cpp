@@ -119,12 +119,12 @@ struct SyntheticWindow {
             const int x = 10 + (i % columns) * 62;
             const int y = 5 + (i / columns) * 52;
             values[i] = float(i) / float(columns * rows);
-            auto* knob = new MFKnob(CRect(x, y, x + 40, y + 40), nullptr, i, &frame, strip, 40,
-                                    128, 0.5f);
+            auto* knob =
+                new MFKnob(CRect(x, y, x + 40, y + 40), nullptr, i, &frame, strip, 40, 128, 0.5f);
             knob->bind(&values[i]);
             frame.addView(knob);
-            auto* display = new MFDisplay(CRect(x - 1, y + 36, x + 38, y + 51), nullptr, i,
-                                          &frame, face);
+            auto* display =
+                new MFDisplay(CRect(x - 1, y + 36, x + 38, y + 51), nullptr, i, &frame, face);
             display->bind(&values[i]);
             display->setFormatter(formatPercent);
             display->setTextColour(CColor{255, 255, 255, 255});

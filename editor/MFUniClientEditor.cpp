@@ -41,7 +41,7 @@ float initialValue(int32_t tag) {
 } // namespace
 
 MFUniClientEditor::MFUniClientEditor(MFUniClient& owner)
-    : MFEditorBase(owner, width, height), plugin(owner), font("Arial", fontSize) {}
+    : MFEditorBase(owner, width, height), plugin(owner) {}
 
 MFUniClientEditor::~MFUniClientEditor() {
     close();
@@ -82,7 +82,11 @@ void MFUniClientEditor::buildFrame(CSystemWindow* systemWindow) {
     frame = new MFFrame(CRect(0, 0, width, height), systemWindow, this);
     frame->setBackground(getBitmap(backgroundBitmap));
     frame->setTextSize(defaultTextSize);
-    frame->setFont(&font);
+    // Made at the first open rather than with the editor: hosts construct every plug-in
+    // when they scan, and matching a font starts fontconfig. Kept until the editor goes.
+    if (!font)
+        font = std::make_unique<CFontDesc>("Arial", fontSize);
+    frame->setFont(font.get());
     redrawsSeen = plugin.getPanels().redrawCount();
     buildOutputSection();
     frame->setDirty();

@@ -8,6 +8,7 @@
 #include "platform/MFX11Window.h"
 
 #include <cstdint>
+#include <memory>
 
 class CBitmap;
 class MFFrame;
@@ -66,7 +67,8 @@ public:
 
     MFUniClient& getPlugin() const { return plugin; }
     MFFrame* getFrame() const { return frame; }
-    const CFontDesc& getFont() const { return font; }
+    // Null until the first open.
+    const CFontDesc* getFont() const { return font.get(); }
 
 private:
     // CSystemWindow: the frame's pixels and cursor go to the X11 window.
@@ -93,7 +95,7 @@ private:
     bool windowLost = false;
     bool idling = false;
     uint32_t redrawsSeen = 0;
-    CFontDesc font;
+    std::unique_ptr<CFontDesc> font;
 
     MFKnob* outputKnob = nullptr;
     MFKnob* wetKnob = nullptr;

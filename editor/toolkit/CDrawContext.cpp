@@ -32,8 +32,9 @@ void CDrawContext::setFont(const CFontDesc* desc, int size) {
 }
 
 void CDrawContext::applyFont() {
-    if (font)
-        cairo_set_font_face(cr, font->fontFace());
+    // Without a font of its own, text still comes out in the editor's family.
+    static const CFontDesc fallback("Arial", 10);
+    cairo_set_font_face(cr, (font ? font : &fallback)->fontFace());
     cairo_set_font_size(cr, fontSize);
 }
 

@@ -156,7 +156,7 @@ TEST(Button, RowsForStatePressAndHover) {
     EXPECT_EQ(both.drawnRow(), 3 + 1); // state 1, pressed
     both.release(CPoint(15, 15));
     both.idle();
-    EXPECT_EQ(both.drawnRow(), 2); // state 0, hover again
+    EXPECT_EQ(both.drawnRow(), 2);  // state 0, hover again
     both.move(CPoint(100, 100), 0); // leaves
     both.idle();
     EXPECT_EQ(both.drawnRow(), 0);

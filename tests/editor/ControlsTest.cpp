@@ -38,8 +38,10 @@ TEST(Controls, ClearPageBitHidesAndPassesThePress) {
     FrameFixture f;
     MFPageWord pages[4] = {1u, 0u, 0u, 0u};
     CBitmap* whiteStrip = makeStrip(20, 10, {white, white});
-    auto* beneath = new MFButton(CRect(10, 10, 30, 20), &f.listener, 1, f.frame.get(), nullptr, MFButton::momentary);
-    auto* hidden = new MFButton(CRect(10, 10, 30, 20), &f.listener, 2, f.frame.get(), whiteStrip, MFButton::momentary);
+    auto* beneath = new MFButton(CRect(10, 10, 30, 20), &f.listener, 1, f.frame.get(), nullptr,
+                                 MFButton::momentary);
+    auto* hidden = new MFButton(CRect(10, 10, 30, 20), &f.listener, 2, f.frame.get(), whiteStrip,
+                                MFButton::momentary);
     whiteStrip->forget();
     beneath->setPage(pages, 0);
     hidden->setPage(pages, 40);
@@ -268,7 +270,8 @@ TEST(Controls, ModalPanelClosesOnAPressOutside) {
     f.frame->addView(previous);
     f.frame->setModalControl(previous);
 
-    auto panel = std::make_unique<MFViewContainer>(CRect(50, 50, 150, 150), &f.listener, 99, f.frame.get());
+    auto panel =
+        std::make_unique<MFViewContainer>(CRect(50, 50, 150, 150), &f.listener, 99, f.frame.get());
     auto* child = new MFButton(CRect(10, 10, 30, 30), &f.listener, 507, f.frame.get(), nullptr);
     panel->addView(child);
     panel->openModal(MFViewContainer::modeClosesOutside, nullptr, 0);
@@ -301,7 +304,8 @@ TEST(Controls, DropShadowBand) {
     f.frame->setBackground(whiteGround);
     whiteGround->forget();
     auto* panel = new MFViewContainer(CRect(50, 50, 100, 100), nullptr, 1, f.frame.get());
-    panel->setControlFlags(MFControl::flagConstructed | MFControl::flagFill | MFControl::flagShadow);
+    panel->setControlFlags(MFControl::flagConstructed | MFControl::flagFill |
+                           MFControl::flagShadow);
     f.frame->addView(panel);
     f.idle();
     auto redOf = [&](int x) { return int((f.pixel(x, 75) >> 16) & 0xFF); };

@@ -184,7 +184,12 @@ TEST(Knob, FrameRowFromTheBoundValue) {
     const struct {
         float bound;
         int row;
-    } cases[] = {{0.0f, 0}, {0.5f, 63}, {1.0f, 127}, {0.999f, 126}, {7.0f, 127}, {-3.0f, 0},
+    } cases[] = {{0.0f, 0},
+                 {0.5f, 63},
+                 {1.0f, 127},
+                 {0.999f, 126},
+                 {7.0f, 127},
+                 {-3.0f, 0},
                  {std::numeric_limits<float>::quiet_NaN(), 0},
                  {std::numeric_limits<float>::infinity(), 127}};
     for (const auto& c : cases) {
@@ -217,7 +222,8 @@ TEST(Knob, BoundRangeIsNormalised) {
 TEST(Knob, FallbackWithoutBitmap) {
     FrameFixture f;
     MFRelaxed<float> bound = 0.5f;
-    auto* knob = new MFKnob(CRect(10, 10, 50, 30), &f.listener, 1, f.frame.get(), nullptr, 40, 128, 0.5f);
+    auto* knob =
+        new MFKnob(CRect(10, 10, 50, 30), &f.listener, 1, f.frame.get(), nullptr, 40, 128, 0.5f);
     knob->bind(&bound);
     f.frame->addView(knob);
     f.idle();

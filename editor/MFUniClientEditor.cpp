@@ -124,6 +124,13 @@ void MFUniClientEditor::buildOutputSection() {
 void MFUniClientEditor::close() {
     if (!opened)
         return;
+    if (idling) {
+        // A host may close from inside a callback the idle made (an automation, a key):
+        // the frame is still on the stack, so it goes when the idle returns.
+        closePending = true;
+        return;
+    }
+    closePending = false;
     // The views go before the window, and the bitmaps after both.
     delete frame;
     frame = nullptr;
@@ -142,20 +149,19 @@ void MFUniClientEditor::idle() {
     idling = true;
     if (window.isOpen())
         window.pump();
-    if (windowLost) {
-        // The window went away under us (inside pump): drop everything now that pump
-        // has returned.
-        idling = false;
-        close();
-        return;
+    // The window went away under us, or the host closed, inside pump: drop everything
+    // now that pump has returned.
+    if (!windowLost && !closePending) {
+        const uint32_t redraws = plugin.getPanels().redrawCount();
+        if (redraws != redrawsSeen) {
+            redrawsSeen = redraws;
+            frame->setDirty();
+        }
+        frame->idle();
     }
-    const uint32_t redraws = plugin.getPanels().redrawCount();
-    if (redraws != redrawsSeen) {
-        redrawsSeen = redraws;
-        frame->setDirty();
-    }
-    frame->idle();
     idling = false;
+    if (windowLost || closePending)
+        close();
 }
 
 bool MFUniClientEditor::onKeyDown(int32_t, int32_t virtualKey, int32_t) {

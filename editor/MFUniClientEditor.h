@@ -93,6 +93,7 @@ private:
     MFX11Window window;
     unsigned long parentId = 0;
     bool windowLost = false;
+    bool closePending = false;
     bool idling = false;
     uint32_t redrawsSeen = 0;
     std::unique_ptr<CFontDesc> font;

@@ -7,7 +7,8 @@
 // A panel of controls that behaves as a small frame: it draws its background, shadow and
 // children, and passes the mouse to the child beneath it, the last added on top. Its
 // children's rectangles are in its own coordinates. Opened as modal it joins the frame on
-// top of everything; in mode 3 a press outside it closes it.
+// top of everything; in mode 3 a press outside it closes it. While it is out of the frame
+// its owner holds it, and deletes it before the frame.
 class MFViewContainer : public MFControl {
 public:
     static constexpr int32_t modeClosesOutside = 3;

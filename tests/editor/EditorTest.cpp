@@ -275,3 +275,28 @@ TEST(Editor, WindowEventsDriveTheFrame) {
     EXPECT_EQ(MFBitmapTable::useCount(), 0);
     p.dispatch(effEditIdle);
 }
+
+// A host that closes the editor from inside a callback of the editor's own idle (an
+// automation, a key) must not pull the frame from under the running idle: the close takes
+// effect when the idle returns.
+TEST(Editor, CloseFromInsideTheIdleWaitsForItsEnd) {
+    struct Closer : CView {
+        Closer(MFUniClientEditor& e, bool& open)
+            : CView(CRect(0, 0, 1, 1)), editor(e), openAfter(open) {}
+        void onIdle() override {
+            editor.close();
+            openAfter = editor.isOpen();
+        }
+        MFUniClientEditor& editor;
+        bool& openAfter;
+    };
+    PluginWithEditor p;
+    p.editor().openHeadless();
+    bool openAfterClose = false;
+    p.editor().getFrame()->addView(new Closer(p.editor(), openAfterClose));
+    p.dispatch(effEditIdle);
+    EXPECT_TRUE(openAfterClose); // the frame stood until the idle was done with it
+    EXPECT_FALSE(p.editor().isOpen());
+    EXPECT_EQ(p.editor().getFrame(), nullptr);
+    EXPECT_EQ(MFBitmapTable::useCount(), 0);
+}

@@ -6,11 +6,9 @@ class CBitmap;
 // acquire decodes them, the last release frees them; both run on the user-interface
 // thread only, from the editors' open and close.
 namespace MFBitmapTable {
-constexpr int firstId = 1000;
-constexpr int lastId = 1188;
 void acquire();
 void release();
-// Null for an id outside firstId..lastId, for a bitmap that failed to decode, and while
+// Null for an id outside 1000..1188, for a bitmap that failed to decode, and while
 // no editor holds the table.
 CBitmap* getBitmap(int id);
 int useCount();

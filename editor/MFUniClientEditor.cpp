@@ -177,7 +177,7 @@ void MFUniClientEditor::forceRedraw() {
 }
 
 CBitmap* MFUniClientEditor::getBitmap(int32_t id) const {
-    if (id < MFBitmapTable::firstId || id > MFBitmapTable::lastId)
+    if (id < firstBitmapId || id > lastBitmapId)
         return nullptr;
     return MFBitmapTable::getBitmap(id);
 }

@@ -35,6 +35,8 @@ public:
     static constexpr int32_t keyF2 = 41;
     static constexpr int32_t fontSize = 12;
     static constexpr int32_t defaultTextSize = 10;
+    static constexpr int32_t firstBitmapId = 1000;
+    static constexpr int32_t lastBitmapId = 1188;
     static constexpr int32_t backgroundBitmap = 1000;
 
     explicit MFUniClientEditor(MFUniClient& plugin);

@@ -32,7 +32,7 @@ MFUniClientEditor& editorOf(MFUniClient& plugin) {
 
 double decodedSkinBytes() {
     double bytes = 0.0;
-    for (int id = MFBitmapTable::firstId; id <= MFBitmapTable::lastId; ++id)
+    for (int id = MFUniClientEditor::firstBitmapId; id <= MFUniClientEditor::lastBitmapId; ++id)
         if (CBitmap* b = MFBitmapTable::getBitmap(id); b && b->isLoaded())
             bytes += double(cairo_image_surface_get_stride(b->surface())) * b->getHeight();
     return bytes;

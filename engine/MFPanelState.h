@@ -32,6 +32,8 @@ public:
     void requestRedraw() { redrawRequests.store(redrawRequests.load() + 1); }
     uint32_t redrawCount() const { return redrawRequests.load(); }
     uint32_t word(int32_t index) const { return words[index & 3].load(std::memory_order_relaxed); }
+    // The four words themselves, for controls that test their page bit at each draw.
+    const std::atomic<uint32_t>* pageWords() const { return words; }
 
     // Lane buttons store their place here: raw * place (1.001 for the first lane).
     MFRelaxed<float> laneMap[14];

@@ -27,6 +27,8 @@ struct MFParameterRecord {
     int32_t category = 0;
     int32_t option = -1;
     uint8_t keepOnPreset = 0;
+    // How far a mutation (key F2) may move the value either way; 0 leaves it alone.
+    float mutationAmount = 0.0f;
 
     bool isSwitch() const { return (flags & flagSwitch) != 0; }
 };

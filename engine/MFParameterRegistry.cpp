@@ -14,6 +14,9 @@ MFParameterRegistry::MFParameterRegistry() {
         r.flags = row.isSwitch ? MFParameterRecord::flagSwitch : MFParameterRecord::flagValue;
         r.defaultValue = row.defaultValue;
         r.category = row.global ? globalCategory : 0;
+        // A random nudge of a switch would flip effects in and out: only knobs mutate.
+        if (row.tag < hostParameterCount && !row.isSwitch && isEditable(row))
+            r.mutationAmount = knobMutationAmount;
         recordOfTag[row.tag] = int16_t(i);
         values[row.tag].raw = row.initial;
         values[row.tag].copy = row.initial;

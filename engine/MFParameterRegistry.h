@@ -19,6 +19,8 @@ public:
     // The category of the records a preset load never resets.
     static constexpr int32_t globalCategory = -1;
     static constexpr int32_t editableCount = 144;
+    // The mutation of an effect's knob; switches and global controls are not mutated.
+    static constexpr float knobMutationAmount = 0.1f;
 
     // Builds the records in construction order with their values at construction.
     MFParameterRegistry();

@@ -27,7 +27,7 @@ void copyText(char* out, const char* text, std::size_t capacity) {
 }
 } // namespace
 
-MFUniClient::MFUniClient(HostCallback hostCallback)
+MFUniClient::MFUniClient(HostCallback hostCallback, MFEditorFactory editorFactory)
     : MFPluginBase(hostCallback, constructedProgramCount, hostParameterCount),
       context(bufferRegistry, tempoListeners),
       masterLane(context, 0, MFEffectLane::patternCount, false),
@@ -74,6 +74,8 @@ MFUniClient::MFUniClient(HostCallback hostCallback)
 
     wireRecords();
     readSettings();
+    if (editorFactory)
+        setEditor(editorFactory(*this));
     presetNames.assign(presetCategoryCount, "default");
 
     // Derived state once: the pattern from the keys, the transport's gate, the pattern

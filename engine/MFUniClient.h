@@ -8,6 +8,7 @@
 #include "effects/MFSystemInfo.h"
 #include "engine/MFAligned.h"
 #include "engine/MFEffectChain.h"
+#include "engine/MFEditorFactory.h"
 #include "engine/MFEffectLane.h"
 #include "engine/MFLaneGate.h"
 #include "engine/MFLaneTags.h"
@@ -67,7 +68,9 @@ public:
     static constexpr int32_t loadWaitCeiling = 10000;
     static constexpr int32_t eventSteps = 8;
 
-    explicit MFUniClient(vst::HostCallback host);
+    // With a factory the plug-in has an editor; without one (the engine's tests and tools)
+    // it has none.
+    explicit MFUniClient(vst::HostCallback host, MFEditorFactory editorFactory = nullptr);
     ~MFUniClient() override;
 
     // Host lifecycle.
@@ -122,6 +125,8 @@ public:
 
     // Re-derives everything that depends on the sample rate and resends all values.
     void applyAllParameters();
+    // Moves every host parameter by a random share of its mutation amount (key F2).
+    void mutateParameters();
 
     // The main thread's side of the load handshake: silence the audio thread and wait
     // for the block in flight to end; false if it did not end within the limit.
@@ -135,6 +140,9 @@ public:
     const MFTransport& getTransport() const { return transport; }
     float getPeakLeft() const { return peakLeft; }
     float getPeakRight() const { return peakRight; }
+    // The meters' floats themselves, for controls bound to them.
+    const MFRelaxed<float>& peakLeftValue() const { return peakLeft; }
+    const MFRelaxed<float>& peakRightValue() const { return peakRight; }
     float getMasterGain() const { return masterGain; }
     int32_t getNoiseIndex() const { return noiseIndex; }
     const float* getNoiseTable() const { return noiseTable; }

@@ -4,6 +4,7 @@
 // thread alike.
 
 #include "engine/MFUniClient.h"
+#include "pattern/MFRandom.h"
 
 #include "platform/MFDebugOutput.h"
 #include "platform/MFText.h"
@@ -82,6 +83,24 @@ bool MFUniClient::getParameterProperties(int32_t index, VstParameterProperties* 
     if (r->isSwitch())
         p->flags |= kVstParameterIsSwitch;
     return true;
+}
+
+void MFUniClient::mutateParameters() {
+    constexpr float randomRange = 32767.0f;
+    for (int32_t index = 0; index < hostParameterCount; ++index) {
+        const MFParameterRecord* r = registry.recordByTag[index];
+        if (!r)
+            continue;
+        // Every record draws, mutated or not, so one record's amount never shifts the
+        // numbers the others get.
+        const float draw = std::min(randomRange, std::max(0.0f, MFRandom::next() * randomRange));
+        const float random = float(int32_t(draw));
+        if (r->mutationAmount == 0.0f)
+            continue;
+        const float bipolar = random / randomRange - 1.0f + random / randomRange;
+        const float v = getParameter(index) + bipolar * r->mutationAmount;
+        setParameter(index, std::min(1.0f, std::max(0.0f, v)));
+    }
 }
 
 void MFUniClient::setTouched(int32_t tag, bool held) {

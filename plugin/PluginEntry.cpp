@@ -1,5 +1,6 @@
 // The library's two entry points; a host calls either with its callback.
 
+#include "editor/MFUniClientEditor.h"
 #include "engine/MFPluginData.h"
 #include "engine/MFUniClient.h"
 
@@ -15,7 +16,7 @@ vst::AEffect* createEffect(vst::HostCallback host) {
         data.versionText = "1.0.0.000";
     }
     try {
-        MFUniClient* plugin = new MFUniClient(host);
+        MFUniClient* plugin = new MFUniClient(host, &MFUniClientEditor::create);
         return plugin->getAeffect();
     } catch (...) {
         // A host must never see an exception; a failed creation is a null effect.

@@ -1,23 +1,24 @@
 #pragma once
 
-#include <cairo.h>
+#include "editor/toolkit/CPoint.h"
+#include "editor/toolkit/CRect.h"
 
-// A picture: a cairo image surface in premultiplied 32-bit ARGB. Strips of frames are
-// stacked vertically. Reference counted: the creator holds the first reference, every
-// other holder calls remember() and forget(), and the last forget() deletes the bitmap.
+typedef struct _cairo_surface cairo_surface_t;
+class CDrawContext;
+
+// A picture in logical pixels: a cairo image surface in premultiplied 32-bit ARGB.
+// Strips of frames are stacked vertically and drawn a part at a time.
+//
+// Reference counted: the creator holds the first reference; every other holder calls
+// remember() when it takes the bitmap and forget() when it lets go, and the last
+// forget() deletes it.
 class CBitmap {
 public:
-    // Takes ownership of the surface; null makes a bitmap that draws nothing.
-    explicit CBitmap(cairo_surface_t* surface) : image(surface) {
-        if (image != nullptr) {
-            width = cairo_image_surface_get_width(image);
-            height = cairo_image_surface_get_height(image);
-        }
-    }
-    virtual ~CBitmap() {
-        if (image != nullptr)
-            cairo_surface_destroy(image);
-    }
+    CBitmap() = default;
+    // Takes ownership of the surface; null makes a bitmap that draws nothing, for a
+    // picture that failed to decode (callers then draw their fallback).
+    explicit CBitmap(cairo_surface_t* surface);
+    virtual ~CBitmap();
     CBitmap(const CBitmap&) = delete;
     CBitmap& operator=(const CBitmap&) = delete;
 
@@ -26,14 +27,25 @@ public:
     cairo_surface_t* surface() const { return image; }
     bool isLoaded() const { return image != nullptr; }
 
+    // Copies the part of the bitmap that starts at offset into rect.
+    void draw(CDrawContext& context, const CRect& rect, CPoint offset = {}) const;
+    // The same, leaving out the pixels of the key colour (opaque magenta).
+    void drawTransparent(CDrawContext& context, const CRect& rect, CPoint offset = {});
+    // The same, blended over what lies beneath with alpha 0 (invisible) to 255 (opaque).
+    void drawAlphaBlend(CDrawContext& context, const CRect& rect, CPoint offset, int alpha) const;
+
     void remember() { ++references; }
-    void forget() {
-        if (--references == 0)
-            delete this;
-    }
+    void forget();
+    int referenceCount() const { return references; }
 
 private:
+    void paint(CDrawContext& context, cairo_surface_t* source, const CRect& rect, CPoint offset,
+               double alpha) const;
+    // A copy of the picture with the key colour made fully transparent, made on first use.
+    cairo_surface_t* keyedImage();
+
     cairo_surface_t* image = nullptr;
+    cairo_surface_t* keyed = nullptr;
     int width = 0;
     int height = 0;
     int references = 1;

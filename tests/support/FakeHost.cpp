@@ -54,6 +54,10 @@ intptr_t FakeHost::answer(AEffect* effect, int32_t opcode, int32_t, intptr_t, vo
         if (host)
             ++host->beginEdits;
         return 1;
+    case audioMasterEndEdit:
+        if (host)
+            ++host->endEdits;
+        return 1;
     case audioMasterAutomate:
         if (host)
             ++host->automations;

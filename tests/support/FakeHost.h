@@ -22,6 +22,7 @@ public:
     bool provideTime = true;
     int timeRequests = 0;
     int beginEdits = 0;
+    int endEdits = 0;
     int automations = 0;
 
     // Moves the host's own position on by n frames at its tempo.

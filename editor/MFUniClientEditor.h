@@ -1,0 +1,107 @@
+#pragma once
+
+#include "editor/MFEditorBase.h"
+#include "editor/toolkit/CControlListener.h"
+#include "editor/toolkit/CEditorInterface.h"
+#include "editor/toolkit/CFontDesc.h"
+#include "editor/toolkit/CSystemWindow.h"
+#include "platform/MFX11Window.h"
+
+#include <cstdint>
+#include <memory>
+
+class CBitmap;
+class MFFrame;
+class MFKnob;
+class MFLevelMeterPic;
+class MFSystemInfo;
+class MFUniClient;
+
+// The editor as the host sees it. It lives as long as the plug-in; the window, the frame,
+// its views and the shared bitmaps come with open and go with close. Controls report to
+// valueChanged, which routes by tag into the plug-in; the way back has no call: controls
+// compare their bound floats at each idle.
+//
+// The host drives everything from its user-interface thread: open, close, idle (which
+// pumps the window's events) and the keys.
+class MFUniClientEditor : public MFEditorBase,
+                          public CControlListener,
+                          public CEditorInterface,
+                          public CSystemWindow,
+                          public MFWindowEvents {
+public:
+    static constexpr int16_t width = 770;
+    static constexpr int16_t height = 525;
+    static constexpr int32_t keyF2 = 41;
+    static constexpr int32_t fontSize = 12;
+    static constexpr int32_t defaultTextSize = 10;
+    static constexpr int32_t firstBitmapId = 1000;
+    static constexpr int32_t lastBitmapId = 1188;
+    static constexpr int32_t backgroundBitmap = 1000;
+
+    explicit MFUniClientEditor(MFUniClient& plugin);
+    ~MFUniClientEditor() override;
+
+    // The plug-in module's factory: what it hands the engine.
+    static AEffGUIEditor* create(MFUniClient& plugin);
+
+    // parent is the host's X11 window id. A second open in the same parent does nothing
+    // and succeeds; in another parent the old window goes first. False, with nothing left
+    // open, when there is no display or the parent does not exist.
+    bool open(void* parent) override;
+    // The frame and its views without a window: for tests, benchmarks and snapshots.
+    bool openHeadless();
+    void close() override;
+    void idle() override;
+    // F2 mutates the parameters; every other key stays the host's.
+    bool onKeyDown(int32_t character, int32_t virtualKey, int32_t modifiers) override;
+    // The next idle repaints everything.
+    void forceRedraw();
+    // A skin bitmap by id: null outside 1000..1188 and for one that failed to decode.
+    CBitmap* getBitmap(int32_t id) const;
+    const MFSystemInfo* getEngineContext() const;
+
+    // CControlListener
+    void valueChanged(CControl* control) override;
+    // CEditorInterface: gestures reach the host for its own parameters only.
+    void beginEdit(int32_t tag) override;
+    void endEdit(int32_t tag) override;
+
+    MFUniClient& getPlugin() const { return plugin; }
+    MFFrame* getFrame() const { return frame; }
+    // Null until the first open.
+    const CFontDesc* getFont() const { return font.get(); }
+
+private:
+    // CSystemWindow: the frame's pixels and cursor go to the X11 window.
+    void present(const unsigned char* argb32, int stride, const CRect& area) override;
+    void setCursor(int kind) override;
+    // MFWindowEvents
+    void windowMouseDown(int x, int y, long buttons) override;
+    void windowMouseUp(int x, int y, long buttons) override;
+    void windowMouseMoved(int x, int y, long buttons) override;
+    void windowWheel(int x, int y, float distance, long buttons) override;
+    bool windowKeyDown(int virtualKey, int character, long modifiers) override;
+    void windowEnterLeave(bool entered) override;
+    void windowExpose(int x, int y, int w, int h) override;
+    void windowClosed() override;
+
+    CPoint toLogical(int x, int y) const;
+    void buildFrame(CSystemWindow* window);
+    void buildOutputSection();
+
+    MFUniClient& plugin;
+    MFFrame* frame = nullptr;
+    MFX11Window window;
+    unsigned long parentId = 0;
+    bool windowLost = false;
+    bool closePending = false;
+    bool idling = false;
+    uint32_t redrawsSeen = 0;
+    std::unique_ptr<CFontDesc> font;
+
+    MFKnob* outputKnob = nullptr;
+    MFKnob* wetKnob = nullptr;
+    MFLevelMeterPic* meterLeft = nullptr;
+    MFLevelMeterPic* meterRight = nullptr;
+};

@@ -1,0 +1,310 @@
+#include "EditorTestSupport.h"
+
+#include "editor/MFBitmapTable.h"
+#include "editor/MFUniClientEditor.h"
+#include "editor/controls/MFButton.h"
+#include "editor/controls/MFFrame.h"
+#include "engine/MFUniClient.h"
+#include "pattern/MFRandom.h"
+#include "support/FakeHost.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+using namespace editortest;
+using namespace vst;
+
+namespace {
+// A plug-in made as the library's entry point makes it, with its editor, in a fake host.
+struct PluginWithEditor {
+    PluginWithEditor() {
+        host.attach(new MFUniClient(FakeHost::callback(), &MFUniClientEditor::create));
+    }
+    MFUniClient& plugin() { return host.plugin(); }
+    MFUniClientEditor& editor() { return *static_cast<MFUniClientEditor*>(plugin().getEditor()); }
+    intptr_t dispatch(int32_t opcode, int32_t index = 0, intptr_t value = 0, void* ptr = nullptr,
+                      float opt = 0.0f) {
+        AEffect* e = plugin().getAeffect();
+        return e->dispatcher(e, opcode, index, value, ptr, opt);
+    }
+    uint32_t pixel(int x, int y) { return pixelAt(editor().getFrame()->getBackBuffer(), x, y); }
+    // The pixels of a square around a point, to see whether a control drew anew.
+    std::vector<uint32_t> area(CPoint centre, int radius) {
+        std::vector<uint32_t> pixels;
+        for (int y = centre.y - radius; y < centre.y + radius; ++y)
+            for (int x = centre.x - radius; x < centre.x + radius; ++x)
+                pixels.push_back(pixel(x, y));
+        return pixels;
+    }
+    FakeHost host;
+};
+
+// The big knob of "GlobalWet" and a point inside it.
+constexpr int wetTag = 101;
+const CPoint wetKnob(595, 484);
+
+void runSomeAudio(MFUniClient& plugin, float level) {
+    std::vector<float> inL(512, level), inR(512, level), outL(512), outR(512);
+    float* in[2] = {inL.data(), inR.data()};
+    float* out[2] = {outL.data(), outR.data()};
+    for (int i = 0; i < 8; ++i)
+        plugin.processReplacing(in, out, 512);
+}
+} // namespace
+
+// The host sees an editor of 770 x 525 from construction on.
+TEST(Editor, HostSeesAnEditorOfTheFixedSize) {
+    PluginWithEditor p;
+    EXPECT_TRUE(p.plugin().getAeffect()->flags & effFlagsHasEditor);
+    ERect* rect = nullptr;
+    EXPECT_EQ(p.dispatch(effEditGetRect, 0, 0, &rect), 1);
+    ASSERT_NE(rect, nullptr);
+    EXPECT_EQ(rect->top, 0);
+    EXPECT_EQ(rect->left, 0);
+    EXPECT_EQ(rect->right, 770);
+    EXPECT_EQ(rect->bottom, 525);
+
+    // Built without a factory, the engine has none.
+    FakeHost bare;
+    bare.attach(new MFUniClient(FakeHost::callback()));
+    EXPECT_FALSE(bare.plugin().getAeffect()->flags & effFlagsHasEditor);
+}
+
+// With no window to open in, the host's open fails, leaves nothing open and holds no
+// bitmaps; the audio goes on.
+TEST(Editor, OpenWithoutAWindowFailsCleanly) {
+    PluginWithEditor p;
+    const char* display = std::getenv("DISPLAY");
+    const std::string saved = display ? display : "";
+    ::unsetenv("DISPLAY");
+    EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, nullptr), 0);
+    EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(uintptr_t(0x1234567))), 0);
+    if (display)
+        ::setenv("DISPLAY", saved.c_str(), 1);
+    EXPECT_FALSE(p.editor().isOpen());
+    EXPECT_EQ(p.editor().getFrame(), nullptr);
+    EXPECT_EQ(MFBitmapTable::useCount(), 0);
+    p.dispatch(effEditIdle);
+    p.dispatch(effEditClose);
+    runSomeAudio(p.plugin(), 0.5f);
+    EXPECT_GT(p.plugin().getPeakLeft(), 0.0f);
+}
+
+// A second open changes nothing and succeeds; close drops the views; opening again
+// builds them anew.
+TEST(Editor, OpenTwiceCloseAndReopen) {
+    PluginWithEditor p;
+    ASSERT_TRUE(p.editor().openHeadless());
+    MFFrame* first = p.editor().getFrame();
+    ASSERT_NE(first, nullptr);
+    EXPECT_TRUE(p.editor().openHeadless());
+    EXPECT_EQ(p.editor().getFrame(), first);
+    EXPECT_EQ(MFBitmapTable::useCount(), 1);
+    p.dispatch(effEditClose);
+    EXPECT_EQ(p.editor().getFrame(), nullptr);
+    EXPECT_EQ(MFBitmapTable::useCount(), 0);
+    p.dispatch(effEditClose); // a close too many is harmless
+    EXPECT_EQ(MFBitmapTable::useCount(), 0);
+    ASSERT_TRUE(p.editor().openHeadless());
+    EXPECT_NE(p.editor().getFrame(), nullptr);
+    EXPECT_EQ(MFBitmapTable::useCount(), 1);
+}
+
+// Two editors share the process's bitmap table: each open counts, closing the first
+// leaves the second drawing, and the last close releases it. A plug-in deleted with its
+// editor open gives its count back too.
+TEST(Editor, BitmapTableCountsEditors) {
+    auto a = std::make_unique<PluginWithEditor>();
+    auto b = std::make_unique<PluginWithEditor>();
+    a->editor().openHeadless();
+    b->editor().openHeadless();
+    EXPECT_EQ(MFBitmapTable::useCount(), 2);
+    a->dispatch(effEditClose);
+    EXPECT_EQ(MFBitmapTable::useCount(), 1);
+
+    b->dispatch(effEditIdle);
+    const std::vector<uint32_t> before = b->area(wetKnob, 30);
+    b->plugin().setParameter(wetTag, 0.123f);
+    b->dispatch(effEditIdle);
+    EXPECT_NE(b->area(wetKnob, 30), before); // the knob redrew with the host's value
+
+    b.reset(); // destroyed while open
+    EXPECT_EQ(MFBitmapTable::useCount(), 0);
+}
+
+// Out-of-range bitmap ids are null.
+TEST(Editor, BitmapIdsOutsideTheTableAreNull) {
+    PluginWithEditor p;
+    p.editor().openHeadless();
+    EXPECT_EQ(p.editor().getBitmap(999), nullptr);
+    EXPECT_EQ(p.editor().getBitmap(1189), nullptr);
+    EXPECT_EQ(p.editor().getBitmap(-1), nullptr);
+}
+
+// A drag on the GlobalWet knob reaches the plug-in's parameter and the host, as one
+// gesture; host automation moves the knob at the next idle.
+TEST(Editor, KnobGestureReachesThePluginAndTheHost) {
+    PluginWithEditor p;
+    p.plugin().setParameter(wetTag, 0.5f);
+    p.editor().openHeadless();
+    MFFrame& frame = *p.editor().getFrame();
+    p.dispatch(effEditIdle);
+    const int begins = p.host.beginEdits;
+    const int automations = p.host.automations;
+
+    frame.onMouseDown(wetKnob, cbutton::left);
+    EXPECT_EQ(p.plugin().getRegistry().values[wetTag].touch.load(), 1.0f);
+    frame.onMouseMoved(CPoint(wetKnob.x, wetKnob.y - 40), cbutton::left);
+    frame.onMouseUp(CPoint(wetKnob.x, wetKnob.y - 40), cbutton::left);
+    // 40 pixels at sensitivity 0.5: +0.2.
+    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.7f, 1e-5f);
+    EXPECT_EQ(p.host.beginEdits, begins + 1);
+    EXPECT_EQ(p.host.endEdits, 1);
+    EXPECT_GT(p.host.automations, automations);
+    EXPECT_EQ(p.plugin().getRegistry().values[wetTag].touch.load(), 0.0f);
+
+    p.plugin().setParameter(wetTag, 0.2f);
+    p.dispatch(effEditIdle);
+    frame.onWheel(wetKnob, 1.0f, 0);
+    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.2f + 0.0175f, 1e-5f);
+}
+
+// A control of an internal tag changes the plug-in but never reaches the host.
+TEST(Editor, InternalTagsStayAwayFromTheHost) {
+    PluginWithEditor p;
+    p.editor().openHeadless();
+    MFFrame& frame = *p.editor().getFrame();
+    auto* button = new MFButton(CRect(300, 300, 320, 320), &p.editor(), 501, &frame, nullptr,
+                                MFButton::toggle);
+    frame.addView(button);
+    const int begins = p.host.beginEdits;
+    const int automations = p.host.automations;
+    const float before = p.plugin().getRegistry().rawValue(501);
+    frame.onMouseDown(CPoint(310, 310), cbutton::left);
+    frame.onMouseUp(CPoint(310, 310), cbutton::left);
+    EXPECT_NE(p.plugin().getRegistry().rawValue(501), before);
+    EXPECT_EQ(p.host.beginEdits, begins);
+    EXPECT_EQ(p.host.endEdits, 0);
+    EXPECT_EQ(p.host.automations, automations);
+}
+
+// The meters follow the output peaks the audio thread leaves behind.
+TEST(Editor, MetersFollowTheOutput) {
+    PluginWithEditor p;
+    p.editor().openHeadless();
+    p.dispatch(effEditIdle);
+    const uint32_t quiet = p.pixel(752, 514);
+    runSomeAudio(p.plugin(), 0.8f);
+    ASSERT_GT(p.plugin().getPeakLeft(), 0.1f);
+    p.dispatch(effEditIdle);
+    EXPECT_NE(p.pixel(752, 514), quiet);
+}
+
+// F2, from the host or the window, moves the effect knobs by at most their mutation
+// amount and leaves switches and global controls alone; other keys stay the host's.
+TEST(Editor, F2MutatesWithinTheAmounts) {
+    PluginWithEditor p;
+    p.editor().openHeadless();
+    MFUniClient& plugin = p.plugin();
+    float before[MFUniClient::hostParameterCount];
+    for (int32_t i = 0; i < MFUniClient::hostParameterCount; ++i)
+        before[i] = plugin.getParameter(i);
+
+    EXPECT_EQ(p.dispatch(effEditKeyDown, 'a', 40, nullptr, 0.0f), 0);
+    for (int32_t i = 0; i < MFUniClient::hostParameterCount; ++i)
+        ASSERT_EQ(plugin.getParameter(i), before[i]) << "tag " << i;
+
+    MFRandom::reseed();
+    EXPECT_EQ(p.dispatch(effEditKeyDown, 0, MFUniClientEditor::keyF2, nullptr, 0.0f), 1);
+    int moved = 0;
+    for (int32_t i = 0; i < MFUniClient::hostParameterCount; ++i) {
+        const MFParameterRecord* r = plugin.getRegistry().recordByTag[i];
+        const float after = plugin.getParameter(i);
+        if (!r || r->mutationAmount == 0.0f) {
+            EXPECT_EQ(after, before[i]) << "tag " << i;
+            continue;
+        }
+        EXPECT_LE(std::fabs(after - before[i]), r->mutationAmount + 1e-6f) << "tag " << i;
+        EXPECT_GE(after, 0.0f);
+        EXPECT_LE(after, 1.0f);
+        moved += after != before[i];
+    }
+    // The knobs of fourteen effects: most of them move.
+    EXPECT_GT(moved, 50);
+    EXPECT_EQ(plugin.getParameter(wetTag), before[wetTag]);
+    EXPECT_EQ(plugin.getParameter(102), before[102]); // a bypass switch
+    // Not from the editor alone: it needs no open window.
+    p.dispatch(effEditClose);
+    EXPECT_EQ(p.dispatch(effEditKeyDown, 0, MFUniClientEditor::keyF2, nullptr, 0.0f), 1);
+}
+
+// forceRedraw asks for a full repaint at the next idle, and only when open.
+TEST(Editor, ForceRedraw) {
+    PluginWithEditor p;
+    p.editor().forceRedraw(); // closed: nothing to do, nothing to crash
+    p.editor().openHeadless();
+    p.dispatch(effEditIdle);
+    p.editor().forceRedraw();
+    EXPECT_TRUE(p.editor().getFrame()->isRedrawAllPending());
+    p.dispatch(effEditIdle);
+    EXPECT_FALSE(p.editor().getFrame()->isRedrawAllPending());
+}
+
+// The window's events arrive through the same calls the X11 window makes from inside its
+// pump: presses and drags reach the controls, F2 is used and other keys are not, and a
+// lost window closes the editor at the end of the idle that saw it, not inside the pump.
+TEST(Editor, WindowEventsDriveTheFrame) {
+    PluginWithEditor p;
+    p.plugin().setParameter(wetTag, 0.5f);
+    p.editor().openHeadless();
+    p.dispatch(effEditIdle);
+    MFWindowEvents& events = p.editor();
+    events.windowMouseMoved(wetKnob.x, wetKnob.y, 0);
+    events.windowMouseDown(wetKnob.x, wetKnob.y, cbutton::left);
+    events.windowMouseMoved(wetKnob.x, wetKnob.y + 20, cbutton::left);
+    events.windowMouseUp(wetKnob.x, wetKnob.y + 20, cbutton::left);
+    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.4f, 1e-5f);
+    events.windowWheel(wetKnob.x, wetKnob.y, -1.0f, 0);
+    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.4f - 0.0175f, 1e-5f);
+    events.windowEnterLeave(false);
+    events.windowExpose(0, 0, 770, 525);
+
+    EXPECT_TRUE(events.windowKeyDown(MFUniClientEditor::keyF2, 0, 0));
+    EXPECT_FALSE(events.windowKeyDown(42, 0, 0));
+
+    events.windowClosed();
+    EXPECT_TRUE(p.editor().isOpen()); // still inside the pump, as far as it knows
+    p.dispatch(effEditIdle);
+    EXPECT_FALSE(p.editor().isOpen());
+    EXPECT_EQ(MFBitmapTable::useCount(), 0);
+    p.dispatch(effEditIdle);
+}
+
+// A host that closes the editor from inside a callback of the editor's own idle (an
+// automation, a key) must not pull the frame from under the running idle: the close takes
+// effect when the idle returns.
+TEST(Editor, CloseFromInsideTheIdleWaitsForItsEnd) {
+    struct Closer : CView {
+        Closer(MFUniClientEditor& e, bool& open)
+            : CView(CRect(0, 0, 1, 1)), editor(e), openAfter(open) {}
+        void onIdle() override {
+            editor.close();
+            openAfter = editor.isOpen();
+        }
+        MFUniClientEditor& editor;
+        bool& openAfter;
+    };
+    PluginWithEditor p;
+    p.editor().openHeadless();
+    bool openAfterClose = false;
+    p.editor().getFrame()->addView(new Closer(p.editor(), openAfterClose));
+    p.dispatch(effEditIdle);
+    EXPECT_TRUE(openAfterClose); // the frame stood until the idle was done with it
+    EXPECT_FALSE(p.editor().isOpen());
+    EXPECT_EQ(p.editor().getFrame(), nullptr);
+    EXPECT_EQ(MFBitmapTable::useCount(), 0);
+}

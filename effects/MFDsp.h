@@ -38,6 +38,19 @@ struct MFStateVariableLowPass {
     void clear() { high = band = low = 0.0f; }
 };
 
+// Aims a control-rate ramp at its target: the per-sample step that gets there in one
+// 64-sample tick. A step strictly between the snap bounds lands the value on the target,
+// and so does a step too small to move it: under the block's truncating rounding a rising
+// value below one float step never moves, and would hang a hair under its target for ever.
+inline void aimRamp(float& current, float& step, float target, float blockRecip, float below,
+                    float above) {
+    step = (target - current) * blockRecip;
+    if ((step > below && step < above) || current + step == current) {
+        step = 0.0f;
+        current = target;
+    }
+}
+
 // Control-rate wet ramp of the loop effects. The snap bounds are deliberately asymmetric.
 struct MFMixRamp {
     static constexpr float snapBelow = -1.0000000116860974e-07f;
@@ -47,11 +60,7 @@ struct MFMixRamp {
     float step = 0.0f;
 
     void tick(float target, float blockRecip) {
-        step = (target - current) * blockRecip;
-        if (step > snapBelow && step < snapAbove) {
-            step = 0.0f;
-            current = target;
-        }
+        aimRamp(current, step, target, blockRecip, snapBelow, snapAbove);
     }
 };
 
@@ -92,11 +101,7 @@ struct MFBlockSmoother {
     float step = 0.0f;
 
     void tick(float target, float blockRecip, float bound = 1e-8f) {
-        step = (target - value) * blockRecip;
-        if (step > -bound && step < bound) {
-            step = 0.0f;
-            value = target;
-        }
+        aimRamp(value, step, target, blockRecip, -bound, bound);
     }
     float next() { return value += step; }
 };

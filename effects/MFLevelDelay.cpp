@@ -7,15 +7,6 @@
 #include <cstring>
 
 namespace {
-// A step below half a float step of the value never moves it, and the ramp would
-// then hang a hair off its target forever (0.999999 instead of unity, which keeps
-// the early exits shut). Such a ramp lands on its target.
-template <typename Ramp> void landIfStuck(Ramp& ramp, float target) {
-    if (ramp.step != 0.0f && ramp.value + ramp.step == ramp.value) {
-        ramp.value = target;
-        ramp.step = 0.0f;
-    }
-}
 constexpr float blockSize = 64.0f;
 constexpr float snapBound = 1e-8f;
 
@@ -147,9 +138,7 @@ void MFLevelDelay::controlTick() {
     leftTime.tick(context.ticksPerMs, recip);
     rightTime.tick(context.ticksPerMs, recip);
     wet.tick(wetTarget, recip, snapBound);
-    const float dryGoal = dryTarget;
-    dry.tick(dryGoal, recip, snapBound);
-    landIfStuck(dry, dryGoal);
+    dry.tick(dryTarget, recip, snapBound);
 }
 
 float MFLevelDelay::readLine(const float* line, float position) const {

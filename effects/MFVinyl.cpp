@@ -1,5 +1,6 @@
 #include "effects/MFVinyl.h"
 
+#include "effects/MFDsp.h"
 #include "effects/MFSineTable.h"
 
 #include <algorithm>
@@ -103,28 +104,16 @@ void MFVinyl::controlTick() {
     const float target = mixTarget;
     if (mixCurrent == 0.0f && target == 0.0f && mixStep == 0.0f)
         return;
-    mixStep = (target - mixCurrent) * context.controlBlockRecip;
-    if (mixStep > -1e-8f && mixStep < 1e-8f) {
-        mixStep = 0.0f;
-        mixCurrent = target;
-    }
+    mfdsp::aimRamp(mixCurrent, mixStep, target, context.controlBlockRecip, -1e-8f, 1e-8f);
 
     const float shape = shapeTarget;
     glide(shape, shapeLatch, shapeNow, shapeGlide, shapeGlideTicks, context.ticksPerMs);
-    shapeStep = (shapeNow - shapeSample) * context.controlBlockRecip;
-    // One-sided: only a tiny falling step snaps, a tiny rising one is kept.
-    if (shapeStep < 0.0f && shapeStep > -1e-8f) {
-        shapeStep = 0.0f;
-        shapeSample = shape;
-    }
+    // One-sided: only a tiny falling step snaps, a tiny rising one is kept while it moves.
+    mfdsp::aimRamp(shapeSample, shapeStep, shapeNow, context.controlBlockRecip, -1e-8f, 0.0f);
 
     const float depth = depthTarget;
     glide(depth, depthLatch, depthNow, depthGlide, depthGlideTicks, context.ticksPerMs);
-    depthStep = (depthNow - depthSample) * context.controlBlockRecip;
-    if (depthStep > -1e-10f && depthStep < 1e-10f) {
-        depthStep = 0.0f;
-        depthSample = depth;
-    }
+    mfdsp::aimRamp(depthSample, depthStep, depthNow, context.controlBlockRecip, -1e-10f, 1e-10f);
 }
 
 void MFVinyl::process(float* left, float* right, int32_t count) {

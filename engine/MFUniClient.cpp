@@ -270,6 +270,7 @@ void MFUniClient::applyAllParameters() {
         effect->gateOn();
     }
     resendAllParameters();
+    closeShutGates();
     noteStateChanged(midi.noteHeld(), midi.midiKey());
 }
 

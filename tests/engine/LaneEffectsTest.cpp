@@ -115,7 +115,8 @@ TEST(LaneEffects, ReverbSleepsAfterItsTailAndASecondZoneStartsClean) {
         if (sample < 8 * stepSamples)
             sleptBeforeSecondZone = reverb.isSleeping();
     };
-    rig.run(10 * stepSamples, [](int64_t s) { return s < 2 * stepSamples ? 0.5f * noiseAt(s) : 0.0f; });
+    rig.run(10 * stepSamples,
+            [](int64_t s) { return s < 2 * stepSamples ? 0.5f * noiseAt(s) : 0.0f; });
 
     // The first zone rings on after its input stops, so the test measures a real tail.
     EXPECT_GT(rig.rmsDb(2 * stepSamples, 2 * stepSamples + 2000), -40.0);
@@ -127,6 +128,79 @@ TEST(LaneEffects, ReverbSleepsAfterItsTailAndASecondZoneStartsClean) {
             const MFAlignedArray& comb = reverb.getComb(ch, k);
             ASSERT_LT(signal::peak(comb.data(), comb.getSize()), 1e-6f) << ch << " " << k;
         }
+}
+
+// --- the Stutter at a zone's end ----------------------------------------------------------
+
+// A zone on steps 0 to 4 with a 221 ms release. The run must go on through the release at
+// its own pace: the step phase never jumps back and the envelope is struck only where a
+// step begins. Once the lane's envelope is shut the gains are exactly unity.
+TEST(LaneEffects, StutterPlaysOnThroughTheReleaseWithoutRestarting) {
+    LaneRig rig;
+    rig.paint(mflane::stutter, 0, 4);
+    rig.client->setParameter(39, 1.0f);  // "StutterMix"
+    rig.client->setParameter(298, 0.6f); // "StutterRelease": 1000 * 0.6^3 + 5 = 221 ms
+    const MFStutter& stutter = rig.client->getStutter();
+    const MFLaneGate& gate = rig.client->getGate(mflane::stutter);
+    struct Tick {
+        int64_t sample;
+        float phase, envLevel, laneLevel, leftGain;
+        int32_t step;
+    };
+    std::vector<Tick> ticks;
+    rig.client->afterTick = [&](int64_t sample) {
+        ticks.push_back({sample, stutter.getStepPhase(), stutter.getEnvelope().level(),
+                         gate.getEnvLevel(), stutter.getLeftGain(), stutter.getStepIndex()});
+    };
+    rig.run(8 * stepSamples, [](int64_t s) { return 0.5f * noiseAt(s); });
+
+    const float perTick = stutter.getStepsPerTick();
+    std::size_t first = 0;
+    while (ticks[first].laneLevel <= 0.0f)
+        ++first;
+    std::size_t shut = first;
+    while (shut < ticks.size() &&
+           (ticks[shut].sample < 5 * stepSamples || ticks[shut].laneLevel > 0.0f))
+        ++shut;
+    ASSERT_LT(shut, ticks.size());
+    // 221 ms after the zone's end, to within a tick.
+    EXPECT_NEAR(double(ticks[shut].sample - 5 * stepSamples), 0.221 * rate, 2 * 64);
+
+    int strikesInRelease = 0;
+    for (std::size_t k = first + 1; k <= shut; ++k) {
+        // 1e-3 steps: far below a restart, far above the float error of the sums.
+        ASSERT_NEAR(ticks[k].phase, ticks[k - 1].phase + perTick, 1e-3f) << "tick " << k;
+        const bool newStep = ticks[k].step != ticks[k - 1].step;
+        const bool struck = ticks[k].envLevel == 1.0f && ticks[k - 1].envLevel < 1.0f;
+        ASSERT_EQ(struck, newStep) << "tick " << k;
+        if (struck && ticks[k].sample >= 5 * stepSamples)
+            ++strikesInRelease;
+    }
+    // 221 ms is three and a half steps of 62.5 ms: the rhythm goes on, it is not cut.
+    EXPECT_GE(strikesInRelease, 3);
+    for (std::size_t k = shut + 1; k < ticks.size(); ++k)
+        ASSERT_EQ(ticks[k].leftGain, MFStutter::unityQuarter) << "tick " << k;
+}
+
+// --- closed lanes -----------------------------------------------------------------------
+
+// Construction and a change of rate open every effect once; those whose lane is shut
+// must be closed again, or they play at wet 0 for ever. An open lane keeps its effect.
+TEST(LaneEffects, ClosedLanesLeaveTheirEffectsIdle) {
+    LaneRig rig;
+    rig.paint(mflane::loop, 0, 31);
+    rig.run(4 * stepSamples, [](int64_t s) { return 0.25f * noiseAt(s); });
+    rig.client->setSampleRate(rate);
+    rig.run(stepSamples, [](int64_t s) { return 0.25f * noiseAt(s); });
+
+    MFEffectChain& chain = rig.client->getChain();
+    EXPECT_TRUE(chain.loop.isActive());
+    EXPECT_FALSE(chain.xLoop.isActive());
+    EXPECT_FALSE(chain.scratchLoop.isActive());
+    EXPECT_FALSE(chain.reverse.isActive());
+    EXPECT_FALSE(chain.stretch.isActive());
+    EXPECT_FALSE(chain.tapeStop.isStarted());
+    EXPECT_TRUE(chain.reverb.isSleeping());
 }
 
 } // namespace

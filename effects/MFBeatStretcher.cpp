@@ -2,6 +2,7 @@
 
 #include "platform/MFDebugOutput.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -103,6 +104,14 @@ void MFBeatStretcher::latchGrain() {
     grain.fade = int32_t(float(grain.samples - 4) * float(fadeFraction) + 3.0f);
 }
 
+int32_t MFBeatStretcher::followingStart(int32_t start) const {
+    const int32_t next = int32_t(float(start) + float(grain.samples) * grain.amount);
+    const int32_t longest = std::max(grain.samples, int32_t(grainLength));
+    // Deliberately, the return to the take's start waits for a grain's end and takes its
+    // crossfade, where a jump in mid-grain would click.
+    return next + longest > grain.span + grain.base ? grain.base : next;
+}
+
 void MFBeatStretcher::startCapture() {
     capturing = true;
     captureWrite = prerollLength;
@@ -110,7 +119,7 @@ void MFBeatStretcher::startCapture() {
     grain.position = 0;
     grain.start = prerollLength;
     latchGrain();
-    grain.nextStart = int32_t(float(grain.base) + float(grain.samples) * grain.amount);
+    grain.nextStart = followingStart(grain.base);
 
     // The pre-history goes in oldest first, so the capture is one continuous take.
     const int32_t tail = prerollLength - ringWrite;
@@ -191,7 +200,7 @@ void MFBeatStretcher::process(float* left, float* right, int32_t count) {
             grain.position = 0;
             grain.start = grain.base;
             latchGrain();
-            grain.nextStart = int32_t(float(grain.base) + float(grain.samples) * grain.amount);
+            grain.nextStart = followingStart(grain.base);
             p = grain.position;
         }
         float l = capL[p];
@@ -215,7 +224,7 @@ void MFBeatStretcher::process(float* left, float* right, int32_t count) {
             grain.position = 0;
             grain.start = grain.nextStart;
             latchGrain();
-            grain.nextStart = int32_t(float(grain.start) + float(grain.samples) * grain.amount);
+            grain.nextStart = followingStart(grain.start);
         }
     }
 

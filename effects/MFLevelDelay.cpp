@@ -9,6 +9,7 @@
 namespace {
 constexpr float blockSize = 64.0f;
 constexpr float snapBound = 1e-8f;
+constexpr float fadeStep = 1.0f / blockSize;
 
 // Soft saturation of the feedback path. Beyond |x| = 4 the curve would fold back
 // and grow without limit, so the input is held there: a hot input cannot run away.
@@ -102,6 +103,8 @@ void MFLevelDelay::updateBuffers(bool) {
         status = statusUnusable;
         return;
     }
+    // A longer line may take in old samples; they are cleared again while silent.
+    silentRun = 0;
     lineLeft.setSize(uint32_t(lineLength) + 1);
     lineRight.setSize(uint32_t(lineLength) + 1);
     if (writeIndex >= lineLength)
@@ -156,15 +159,23 @@ void MFLevelDelay::process(float* left, float* right, int32_t count) {
     float* const bufL = lineLeft.data();
     float* const bufR = lineRight.data();
     if (wet.value <= 0.0f && wet.step <= 0.0f && dry.value == 1.0f && dry.step == 0.0f) {
-        // Silent lines, so a zone that opens later starts without old echoes.
-        for (int32_t k = 0; k < count; ++k) {
-            bufL[writeIndex] = 0.0f;
-            bufR[writeIndex] = 0.0f;
-            if (++writeIndex >= lineLength)
-                writeIndex = 0;
+        // Silent lines, so a zone that opens later starts without old echoes. Once a whole
+        // line is zero, only the write position moves on.
+        inputFade = 0.0f;
+        if (silentRun < lineLength) {
+            for (int32_t k = 0; k < count; ++k) {
+                bufL[writeIndex] = 0.0f;
+                bufR[writeIndex] = 0.0f;
+                if (++writeIndex >= lineLength)
+                    writeIndex = 0;
+            }
+            silentRun += count;
+        } else {
+            writeIndex = (writeIndex + count) % lineLength;
         }
         return;
     }
+    silentRun = 0;
     const float self = selfFeed;
     const float cross = crossFeed;
     const float length = float(lineLength);
@@ -175,15 +186,21 @@ void MFLevelDelay::process(float* left, float* right, int32_t count) {
         const float timeR = rightTime.sample.next();
         const float l = left[k];
         const float r = right[k];
+        // Deliberately, the input fades in over one tick after silence, so that the
+        // first echo of a zone starts without an edge.
+        const float fade = inputFade;
+        inputFade = std::min(1.0f, fade + fadeStep);
 
-        bufR[writeIndex] = saturate(r + self * outRight + cross * outLeft) + mfdsp::denormalGuard;
+        bufR[writeIndex] =
+            saturate(r * fade + self * outRight + cross * outLeft) + mfdsp::denormalGuard;
         // A glide after a tempo rise can still ask for more than the shorter line.
         float position = float(writeIndex) - timeR;
         while (position <= -1.0f)
             position += length;
         outRight = readLine(bufR, position < 0.0f ? 0.0f : position);
 
-        bufL[writeIndex] = saturate(l + self * outLeft + cross * outRight) + mfdsp::denormalGuard;
+        bufL[writeIndex] =
+            saturate(l * fade + self * outLeft + cross * outRight) + mfdsp::denormalGuard;
         position = float(writeIndex) - timeL;
         while (position <= -1.0f)
             position += length;

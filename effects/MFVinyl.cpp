@@ -102,8 +102,15 @@ void MFVinyl::setMix(float value) {
 
 void MFVinyl::controlTick() {
     const float target = mixTarget;
-    if (mixCurrent == 0.0f && target == 0.0f && mixStep == 0.0f)
+    if (mixCurrent == 0.0f && target == 0.0f && mixStep == 0.0f) {
+        // Deliberately, a silent wobble takes its knobs at once: a zone opening on a glide
+        // from old knob values would sweep the pitch.
+        shapeLatch = shapeNow = shapeSample = shapeTarget;
+        depthLatch = depthNow = depthSample = depthTarget;
+        shapeGlideTicks = depthGlideTicks = 0;
+        shapeGlide = shapeStep = depthGlide = depthStep = 0.0f;
         return;
+    }
     mfdsp::aimRamp(mixCurrent, mixStep, target, context.controlBlockRecip, -1e-8f, 1e-8f);
 
     const float shape = shapeTarget;

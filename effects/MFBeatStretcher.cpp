@@ -156,21 +156,14 @@ void MFBeatStretcher::process(float* left, float* right, int32_t count) {
 
     if (capturing) {
         const int32_t end = prerollLength + captureLength - 1;
-        for (int32_t i = 0; i < n && capturing; ++i) {
-            captureLeft[uint32_t(captureWrite)] = left[i];
-            captureRight[uint32_t(captureWrite)] = right[i];
-            ++captureWrite;
-            if (captureWrite >= end)
-                capturing = false;
-        }
+        const int32_t take = std::max(0, std::min(n, end - captureWrite));
+        std::memcpy(captureLeft.data() + captureWrite, left, sizeof(float) * size_t(take));
+        std::memcpy(captureRight.data() + captureWrite, right, sizeof(float) * size_t(take));
+        captureWrite += take;
+        if (captureWrite >= end)
+            capturing = false;
     }
-    const int32_t ringSize = prerollLength;
-    for (int32_t i = 0; i < n; ++i) {
-        ringLeft[uint32_t(ringWrite)] = left[i];
-        ringRight[uint32_t(ringWrite)] = right[i];
-        if (++ringWrite >= ringSize)
-            ringWrite = 0;
-    }
+    mfdsp::writeRing(ringLeft.data(), ringRight.data(), prerollLength, ringWrite, left, right, n);
     if (!active)
         return;
 

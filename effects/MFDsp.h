@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 // Small signal idioms that several effects share.
 namespace mfdsp {
@@ -15,6 +16,28 @@ inline float fractionalRead(const float* buffer, float position) {
     const int32_t i = int32_t(position);
     const float f = position - float(i);
     return (buffer[i + 1] - buffer[i]) * f + buffer[i];
+}
+
+// Copies count stereo samples into a pair of rings of the given length at write,
+// wrapping, and moves write on. A ring that always runs costs no more than the copy.
+inline void writeRing(float* ringLeft, float* ringRight, int32_t length, int32_t& write,
+                      const float* left, const float* right, int32_t count) {
+    if (length <= 0)
+        return;
+    if (write < 0 || write >= length)
+        write = 0;
+    while (count > 0) {
+        const int32_t room = length - write;
+        const int32_t n = count < room ? count : room;
+        std::memcpy(ringLeft + write, left, sizeof(float) * std::size_t(n));
+        std::memcpy(ringRight + write, right, sizeof(float) * std::size_t(n));
+        left += n;
+        right += n;
+        count -= n;
+        write += n;
+        if (write >= length)
+            write = 0;
+    }
 }
 
 // Sine approximated by two parabolas, for x in -pi..pi.

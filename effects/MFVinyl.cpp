@@ -128,12 +128,7 @@ void MFVinyl::process(float* left, float* right, int32_t count) {
     float* lr = lineRight.data();
     if (mixCurrent == 0.0f && mixStep == 0.0f) {
         // Keep the line filled with the present so the wobble starts without a gap.
-        for (int32_t k = 0; k < count; ++k) {
-            ll[writeIndex] = left[k];
-            lr[writeIndex] = right[k];
-            if (++writeIndex >= lineLength)
-                writeIndex = 0;
-        }
+        mfdsp::writeRing(ll, lr, lineLength, writeIndex, left, right, count);
         return;
     }
 

@@ -131,6 +131,107 @@ TEST(LaneEffects, ReverbSleepsAfterItsTailAndASecondZoneStartsClean) {
         }
 }
 
+// --- what the lanes send ------------------------------------------------------------------
+
+// The Tonal, Delay and Reverb lanes send a level that runs in a straight line from 1 with
+// the lane shut to the knob's level with it fully open, through the attack and back
+// through the release.
+TEST(LaneEffects, TonalDelayAndReverbLanesSendTheirLevelLine) {
+    struct Line {
+        const char* name;
+        int32_t lane, levelTag, index;
+        float raw, level; // the knob's raw value and the level it stands for
+    };
+    const Line lines[] = {{"Tonal-Delay", mflane::tonalDelay, 34, 4, 0.2f, 0.875f * 0.2f + 0.125f},
+                          {"Delay", mflane::delay, 65, 4, 0.3f, 0.3f},
+                          {"Reverb", mflane::reverb, 71, 5, 0.4f, 0.4f}};
+    const float hundredMs = std::cbrt(0.095f); // 1000 v^3 + 5 = 100 ms
+    for (const Line& line : lines) {
+        SCOPED_TRACE(line.name);
+        LaneRig rig;
+        rig.paint(line.lane, 2, 5);
+        rig.client->setParameter(line.levelTag, line.raw);
+        rig.client->setParameter(mflane::tags[line.lane].attack, hundredMs);
+        rig.client->setParameter(mflane::tags[line.lane].release, hundredMs);
+        const MFEffect& effect =
+            *rig.client->getChain().all()[line.lane + 1]; // after stage 6's pair
+        const MFLaneGate& gate = rig.client->getGate(line.lane);
+        int between = 0, full = 0, shut = 0;
+        rig.client->afterTick = [&](int64_t) {
+            const float e = gate.getEnvLevel();
+            const float sent = effect.getParameterValue(line.index);
+            // The line by its two ends, to float precision.
+            ASSERT_NEAR(sent, 1.0f + e * (line.level - 1.0f), 1e-6f) << "envelope " << e;
+            if (e == 0.0f)
+                ++shut;
+            else if (e == 1.0f)
+                ++full;
+            else
+                ++between;
+        };
+        rig.run(8 * stepSamples, [](int64_t s) { return 0.25f * noiseAt(s); });
+        // Both ends and the way between were all seen: about 70 ticks each way.
+        EXPECT_GT(between, 100);
+        EXPECT_GT(full, 100);
+        EXPECT_GT(shut, 100);
+        EXPECT_EQ(effect.getParameterValue(line.index), 1.0f);
+    }
+}
+
+// The Filter lane's cutoff is the knob plus the peak times a source, clamped to 0..1. The
+// source is the lane's own attack-decay envelope, struck by each zone, or, with "env_mode"
+// on, a follower of the input's level that no zone moves.
+TEST(LaneEffects, FilterCutoffFollowsTheEnvelopeOrTheInputLevel) {
+    const float decayTicks = 250.0f * rate / 64.0f / 1000.0f; // "FilterDecay" 0.5: 250 ms
+    for (float peakRaw : {0.75f, 0.25f}) {                    // peak +1 and -1
+        LaneRig rig;
+        rig.paint(mflane::filter, 4, 7);
+        rig.client->setParameter(44, 0.2f);    // "FilterCutoff"
+        rig.client->setParameter(46, peakRaw); // "FilterPeak": 4 v - 2
+        rig.client->setParameter(47, 0.0f);    // "FilterAttack": struck at once
+        rig.client->setParameter(48, 0.5f);    // "FilterDecay"
+        const float peak = 4.0f * peakRaw - 2.0f;
+        const MFEffect& filter = rig.client->getChain().filter;
+        int64_t struck = -1;
+        rig.client->afterTick = [&](int64_t sample) {
+            const float cutoff = filter.getParameterValue(0);
+            if (sample < 4 * stepSamples) {
+                ASSERT_EQ(cutoff, 0.2f) << sample;
+                return;
+            }
+            if (struck < 0)
+                struck = sample;
+            const float n = float(sample - struck) / 64.0f;
+            const float level = n < decayTicks ? 1.0f - n / decayTicks : 0.0f;
+            ASSERT_NEAR(cutoff, std::clamp(0.2f + peak * level, 0.0f, 1.0f), 1e-5f) << sample;
+        };
+        // A steady level of 0.5 that the envelope must not follow.
+        rig.run(8 * stepSamples, [](int64_t) { return 0.5f; });
+        EXPECT_EQ(struck, 4 * stepSamples);
+    }
+
+    LaneRig rig;
+    rig.paint(mflane::filter, 4, 7);
+    rig.client->setParameter(476, 1.0f); // "env_mode": the follower
+    rig.client->setParameter(44, 0.2f);
+    rig.client->setParameter(46, 0.75f);
+    rig.client->setParameter(47, 0.0f);
+    rig.client->setParameter(48, 0.5f);
+    const MFEffect& filter = rig.client->getChain().filter;
+    std::vector<float> cutoffs;
+    rig.client->afterTick = [&](int64_t) { cutoffs.push_back(filter.getParameterValue(0)); };
+    // Half a second of a level of 0.5, then silence through the zone.
+    rig.run(8 * stepSamples, [](int64_t s) { return s < 4 * stepSamples ? 0.5f : 0.0f; });
+    const std::size_t zoneTick = 4 * stepSamples / 64;
+    // The level of 0.5 adds 0.5; 0.01 allows for the follower's smoothing still settling.
+    EXPECT_NEAR(cutoffs[zoneTick - 1], 0.7f, 0.01f);
+    // Silence from the zone on: the cutoff only falls, to the knob alone, and never
+    // jumps up as an envelope struck by the zone would.
+    for (std::size_t k = zoneTick; k < cutoffs.size(); ++k)
+        ASSERT_LE(cutoffs[k], cutoffs[k - 1] + 1e-6f) << k;
+    EXPECT_NEAR(cutoffs.back(), 0.2f, 1e-3f);
+}
+
 // --- the Stutter at a zone's end ----------------------------------------------------------
 
 // A zone on steps 0 to 4 with a 221 ms release. The run must go on through the release at

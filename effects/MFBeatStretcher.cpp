@@ -107,8 +107,7 @@ void MFBeatStretcher::latchGrain() {
 int32_t MFBeatStretcher::followingStart(int32_t start) const {
     const int32_t next = int32_t(float(start) + float(grain.samples) * grain.amount);
     const int32_t longest = std::max(grain.samples, int32_t(grainLength));
-    // Deliberately, the return to the take's start waits for a grain's end and takes its
-    // crossfade, where a jump in mid-grain would click.
+    // Deliberately back to the start only at a grain's end, through its crossfade: no click.
     return next + longest > grain.span + grain.base ? grain.base : next;
 }
 

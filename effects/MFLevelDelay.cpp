@@ -154,7 +154,7 @@ float MFLevelDelay::readLine(const float* line, float position) const {
 }
 
 void MFLevelDelay::process(float* left, float* right, int32_t count) {
-    if (status != statusIdle)
+    if (status != statusIdle || count <= 0)
         return;
     float* const bufL = lineLeft.data();
     float* const bufR = lineRight.data();
@@ -186,8 +186,7 @@ void MFLevelDelay::process(float* left, float* right, int32_t count) {
         const float timeR = rightTime.sample.next();
         const float l = left[k];
         const float r = right[k];
-        // Deliberately, the input fades in over one tick after silence, so that the
-        // first echo of a zone starts without an edge.
+        // Deliberately faded in over a tick after silence, so a first echo has no edge.
         const float fade = inputFade;
         inputFade = std::min(1.0f, fade + fadeStep);
 

@@ -71,8 +71,7 @@ void MFStutter::tick(float gate, float mix, float laneLevel, MFTable& panTable, 
     if (p >= phaseWrap)
         p = 0.0f;
     // A new gate value is a new zone: its run starts at step 0.
-    // Deliberately, a closing gate neither restarts nor stops the run: it plays on while
-    // the lane's release fades it, as every other effect's tail does.
+    // Deliberately, a closing gate neither restarts nor cuts the run: the release fades it.
     if (gate != stepGate) {
         stepGate = gate;
         if (gate > 0.0f)
@@ -88,7 +87,7 @@ void MFStutter::tick(float gate, float mix, float laneLevel, MFTable& panTable, 
     const float b = clampUnit((1.0f - panValue) * 2.0f);
     levelValue = clampUnit(levelTable.valueAt(activeStep));
 
-    // A new zone and a new step are both new triggers; a closing gate is none (see above).
+    // A new zone and a new step are both new triggers; a closing gate is none.
     const float t = float(stepIndex + 1);
     if (gate != triggerGate) {
         triggerGate = gate;

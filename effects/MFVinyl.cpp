@@ -103,8 +103,7 @@ void MFVinyl::setMix(float value) {
 void MFVinyl::controlTick() {
     const float target = mixTarget;
     if (mixCurrent == 0.0f && target == 0.0f && mixStep == 0.0f) {
-        // Deliberately, a silent wobble takes its knobs at once: a zone opening on a glide
-        // from old knob values would sweep the pitch.
+        // Deliberately, knobs apply at once while silent: opening on a glide sweeps the pitch.
         shapeLatch = shapeNow = shapeSample = shapeTarget;
         depthLatch = depthNow = depthSample = depthTarget;
         shapeGlideTicks = depthGlideTicks = 0;

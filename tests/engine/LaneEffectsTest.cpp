@@ -1,6 +1,6 @@
 // What the lanes tell their effects, heard through the block driver: tails that end and
 // stay ended, the level lines, the Filter lane's sources, the Stutter at a zone's end,
-// and what a closed lane still costs.
+// effects left idle by closed lanes, and zone edges without clicks.
 
 #include "engine/MFUniClient.h"
 #include "pattern/MFZone.h"
@@ -101,9 +101,9 @@ float noiseAt(int64_t sample) {
 // --- tails ---------------------------------------------------------------------------------
 
 // A reverb zone of noise, a second of silence, and a second zone on silence: the second
-// zone must hear nothing of the first. The old tail, when the reverb never slept, came
-// back at -43 dBFS; the reverb's own guard offsets sit near -160 dBFS. -120 dBFS is far
-// below anything audible and far above that floor.
+// zone must hear nothing of the first. When the reverb never slept, the old tail came
+// back here at -56 dBFS; the reverb's own guard offsets sit near -160 dBFS. -120 dBFS is
+// far below anything audible and far above that floor.
 TEST(LaneEffects, ReverbSleepsAfterItsTailAndASecondZoneStartsClean) {
     LaneRig rig;
     rig.paint(mflane::reverb, 0, 1);

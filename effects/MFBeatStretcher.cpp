@@ -2,6 +2,7 @@
 
 #include "platform/MFDebugOutput.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -103,6 +104,13 @@ void MFBeatStretcher::latchGrain() {
     grain.fade = int32_t(float(grain.samples - 4) * float(fadeFraction) + 3.0f);
 }
 
+int32_t MFBeatStretcher::followingStart(int32_t start) const {
+    const int32_t next = int32_t(float(start) + float(grain.samples) * grain.amount);
+    const int32_t longest = std::max(grain.samples, int32_t(grainLength));
+    // Deliberately back to the start only at a grain's end, through its crossfade: no click.
+    return next + longest > grain.span + grain.base ? grain.base : next;
+}
+
 void MFBeatStretcher::startCapture() {
     capturing = true;
     captureWrite = prerollLength;
@@ -110,7 +118,7 @@ void MFBeatStretcher::startCapture() {
     grain.position = 0;
     grain.start = prerollLength;
     latchGrain();
-    grain.nextStart = int32_t(float(grain.base) + float(grain.samples) * grain.amount);
+    grain.nextStart = followingStart(grain.base);
 
     // The pre-history goes in oldest first, so the capture is one continuous take.
     const int32_t tail = prerollLength - ringWrite;
@@ -147,21 +155,14 @@ void MFBeatStretcher::process(float* left, float* right, int32_t count) {
 
     if (capturing) {
         const int32_t end = prerollLength + captureLength - 1;
-        for (int32_t i = 0; i < n && capturing; ++i) {
-            captureLeft[uint32_t(captureWrite)] = left[i];
-            captureRight[uint32_t(captureWrite)] = right[i];
-            ++captureWrite;
-            if (captureWrite >= end)
-                capturing = false;
-        }
+        const int32_t take = std::max(0, std::min(n, end - captureWrite));
+        std::memcpy(captureLeft.data() + captureWrite, left, sizeof(float) * size_t(take));
+        std::memcpy(captureRight.data() + captureWrite, right, sizeof(float) * size_t(take));
+        captureWrite += take;
+        if (captureWrite >= end)
+            capturing = false;
     }
-    const int32_t ringSize = prerollLength;
-    for (int32_t i = 0; i < n; ++i) {
-        ringLeft[uint32_t(ringWrite)] = left[i];
-        ringRight[uint32_t(ringWrite)] = right[i];
-        if (++ringWrite >= ringSize)
-            ringWrite = 0;
-    }
+    mfdsp::writeRing(ringLeft.data(), ringRight.data(), prerollLength, ringWrite, left, right, n);
     if (!active)
         return;
 
@@ -191,7 +192,7 @@ void MFBeatStretcher::process(float* left, float* right, int32_t count) {
             grain.position = 0;
             grain.start = grain.base;
             latchGrain();
-            grain.nextStart = int32_t(float(grain.base) + float(grain.samples) * grain.amount);
+            grain.nextStart = followingStart(grain.base);
             p = grain.position;
         }
         float l = capL[p];
@@ -215,7 +216,7 @@ void MFBeatStretcher::process(float* left, float* right, int32_t count) {
             grain.position = 0;
             grain.start = grain.nextStart;
             latchGrain();
-            grain.nextStart = int32_t(float(grain.start) + float(grain.samples) * grain.amount);
+            grain.nextStart = followingStart(grain.start);
         }
     }
 

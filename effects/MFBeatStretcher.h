@@ -67,6 +67,8 @@ private:
     };
 
     void latchGrain();
+    // Where the grain after one that began at start begins.
+    int32_t followingStart(int32_t start) const;
     int32_t captureSamples() const;
     int32_t ringSamples() const;
 

@@ -6,6 +6,11 @@
 #include <cmath>
 #include <cstring>
 
+namespace {
+constexpr float rateSteps = 1.0f / MFBitCrushVeld2::rateQuantum;
+static_assert(rateSteps == 80.0f);
+} // namespace
+
 MFBitCrushVeld2::MFBitCrushVeld2(int32_t effectId, MFSystemInfo& ctx, const MFDivisionSet* d)
     : MFEffect(effectId, ctx, parameterTotal, d) {
     setName("Crush");
@@ -31,7 +36,9 @@ void MFBitCrushVeld2::setParameter(int32_t index, float value) {
     case parameterRate: {
         parameters[index] = value;
         const float r = std::clamp(value, rateQuantum, 1.0f);
-        rateStep = float(int32_t(r / rateQuantum)) * rateQuantum * rateRecip;
+        // Counted as r * 80 rather than r / 0.0125: the float 0.0125 lies a hair above,
+        // and under the block's truncating rounding 1 / 0.0125 would give 79 steps.
+        rateStep = float(int32_t(r * rateSteps)) * rateQuantum * rateRecip;
         break;
     }
     case parameterDistort:

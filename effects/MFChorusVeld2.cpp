@@ -115,11 +115,7 @@ bool MFChorusVeld2::glide(float target, float& now, float& latch, float& step, i
 void MFChorusVeld2::tick() {
     tickCounter = 0;
     const float target = mixTarget;
-    mixStep = (target - mixCurrent) / 64.0f;
-    if (mixStep > -slowSnap && mixStep < slowSnap) {
-        mixStep = 0.0f;
-        mixCurrent = target;
-    }
+    mfdsp::aimRamp(mixCurrent, mixStep, target, context.controlBlockRecip, -slowSnap, slowSnap);
 
     glide(depthTarget, depthNow, depthLatch, depthGlide, depthTicks);
 

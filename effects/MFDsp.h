@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 // Small signal idioms that several effects share.
 namespace mfdsp {
@@ -15,6 +16,28 @@ inline float fractionalRead(const float* buffer, float position) {
     const int32_t i = int32_t(position);
     const float f = position - float(i);
     return (buffer[i + 1] - buffer[i]) * f + buffer[i];
+}
+
+// Copies count stereo samples into a pair of rings of the given length at write,
+// wrapping, and moves write on. A ring that always runs costs no more than the copy.
+inline void writeRing(float* ringLeft, float* ringRight, int32_t length, int32_t& write,
+                      const float* left, const float* right, int32_t count) {
+    if (length <= 0)
+        return;
+    if (write < 0 || write >= length)
+        write = 0;
+    while (count > 0) {
+        const int32_t room = length - write;
+        const int32_t n = count < room ? count : room;
+        std::memcpy(ringLeft + write, left, sizeof(float) * std::size_t(n));
+        std::memcpy(ringRight + write, right, sizeof(float) * std::size_t(n));
+        left += n;
+        right += n;
+        count -= n;
+        write += n;
+        if (write >= length)
+            write = 0;
+    }
 }
 
 // Sine approximated by two parabolas, for x in -pi..pi.
@@ -38,6 +61,19 @@ struct MFStateVariableLowPass {
     void clear() { high = band = low = 0.0f; }
 };
 
+// Aims a control-rate ramp at its target: the per-sample step that gets there in one
+// 64-sample tick. A step strictly between the snap bounds lands the value on the target,
+// and so does a step too small to move it: under the block's truncating rounding a rising
+// value below one float step never moves, and would hang a hair under its target for ever.
+inline void aimRamp(float& current, float& step, float target, float blockRecip, float below,
+                    float above) {
+    step = (target - current) * blockRecip;
+    if ((step > below && step < above) || current + step == current) {
+        step = 0.0f;
+        current = target;
+    }
+}
+
 // Control-rate wet ramp of the loop effects. The snap bounds are deliberately asymmetric.
 struct MFMixRamp {
     static constexpr float snapBelow = -1.0000000116860974e-07f;
@@ -47,11 +83,7 @@ struct MFMixRamp {
     float step = 0.0f;
 
     void tick(float target, float blockRecip) {
-        step = (target - current) * blockRecip;
-        if (step > snapBelow && step < snapAbove) {
-            step = 0.0f;
-            current = target;
-        }
+        aimRamp(current, step, target, blockRecip, snapBelow, snapAbove);
     }
 };
 
@@ -92,11 +124,7 @@ struct MFBlockSmoother {
     float step = 0.0f;
 
     void tick(float target, float blockRecip, float bound = 1e-8f) {
-        step = (target - value) * blockRecip;
-        if (step > -bound && step < bound) {
-            step = 0.0f;
-            value = target;
-        }
+        aimRamp(value, step, target, blockRecip, -bound, bound);
     }
     float next() { return value += step; }
 };

@@ -7,17 +7,9 @@
 #include <cstring>
 
 namespace {
-// A step below half a float step of the value never moves it, and the ramp would
-// then hang a hair off its target forever (0.999999 instead of unity, which keeps
-// the early exits shut). Such a ramp lands on its target.
-template <typename Ramp> void landIfStuck(Ramp& ramp, float target) {
-    if (ramp.step != 0.0f && ramp.value + ramp.step == ramp.value) {
-        ramp.value = target;
-        ramp.step = 0.0f;
-    }
-}
 constexpr float blockSize = 64.0f;
 constexpr float snapBound = 1e-8f;
+constexpr float fadeStep = 1.0f / blockSize;
 
 // Soft saturation of the feedback path. Beyond |x| = 4 the curve would fold back
 // and grow without limit, so the input is held there: a hot input cannot run away.
@@ -111,6 +103,8 @@ void MFLevelDelay::updateBuffers(bool) {
         status = statusUnusable;
         return;
     }
+    // A longer line may take in old samples; they are cleared again while silent.
+    silentRun = 0;
     lineLeft.setSize(uint32_t(lineLength) + 1);
     lineRight.setSize(uint32_t(lineLength) + 1);
     if (writeIndex >= lineLength)
@@ -147,9 +141,7 @@ void MFLevelDelay::controlTick() {
     leftTime.tick(context.ticksPerMs, recip);
     rightTime.tick(context.ticksPerMs, recip);
     wet.tick(wetTarget, recip, snapBound);
-    const float dryGoal = dryTarget;
-    dry.tick(dryGoal, recip, snapBound);
-    landIfStuck(dry, dryGoal);
+    dry.tick(dryTarget, recip, snapBound);
 }
 
 float MFLevelDelay::readLine(const float* line, float position) const {
@@ -162,20 +154,28 @@ float MFLevelDelay::readLine(const float* line, float position) const {
 }
 
 void MFLevelDelay::process(float* left, float* right, int32_t count) {
-    if (status != statusIdle)
+    if (status != statusIdle || count <= 0)
         return;
     float* const bufL = lineLeft.data();
     float* const bufR = lineRight.data();
     if (wet.value <= 0.0f && wet.step <= 0.0f && dry.value == 1.0f && dry.step == 0.0f) {
-        // Silent lines, so a zone that opens later starts without old echoes.
-        for (int32_t k = 0; k < count; ++k) {
-            bufL[writeIndex] = 0.0f;
-            bufR[writeIndex] = 0.0f;
-            if (++writeIndex >= lineLength)
-                writeIndex = 0;
+        // Silent lines, so a zone that opens later starts without old echoes. Once a whole
+        // line is zero, only the write position moves on.
+        inputFade = 0.0f;
+        if (silentRun < lineLength) {
+            for (int32_t k = 0; k < count; ++k) {
+                bufL[writeIndex] = 0.0f;
+                bufR[writeIndex] = 0.0f;
+                if (++writeIndex >= lineLength)
+                    writeIndex = 0;
+            }
+            silentRun += count;
+        } else {
+            writeIndex = (writeIndex + count) % lineLength;
         }
         return;
     }
+    silentRun = 0;
     const float self = selfFeed;
     const float cross = crossFeed;
     const float length = float(lineLength);
@@ -186,15 +186,20 @@ void MFLevelDelay::process(float* left, float* right, int32_t count) {
         const float timeR = rightTime.sample.next();
         const float l = left[k];
         const float r = right[k];
+        // Deliberately faded in over a tick after silence, so a first echo has no edge.
+        const float fade = inputFade;
+        inputFade = std::min(1.0f, fade + fadeStep);
 
-        bufR[writeIndex] = saturate(r + self * outRight + cross * outLeft) + mfdsp::denormalGuard;
+        bufR[writeIndex] =
+            saturate(r * fade + self * outRight + cross * outLeft) + mfdsp::denormalGuard;
         // A glide after a tempo rise can still ask for more than the shorter line.
         float position = float(writeIndex) - timeR;
         while (position <= -1.0f)
             position += length;
         outRight = readLine(bufR, position < 0.0f ? 0.0f : position);
 
-        bufL[writeIndex] = saturate(l + self * outLeft + cross * outRight) + mfdsp::denormalGuard;
+        bufL[writeIndex] =
+            saturate(l * fade + self * outLeft + cross * outRight) + mfdsp::denormalGuard;
         position = float(writeIndex) - timeL;
         while (position <= -1.0f)
             position += length;

@@ -73,4 +73,8 @@ private:
     float outRight = 0.0f;
     int32_t writeIndex = 0;
     int32_t lineLength = 0;
+    // Zeros written in a row while silent; a whole line of them leaves nothing to clear.
+    int32_t silentRun = 0;
+    // Gain on the lines' input: it fades in over a tick when the lines wake from silence.
+    float inputFade = 0.0f;
 };

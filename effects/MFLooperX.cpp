@@ -164,24 +164,15 @@ void MFLooperX::process(float* left, float* right, int32_t count) {
         return;
     const int32_t takeEnd = 2 * barLength - 2;
     if (capturing) {
-        for (int32_t s = 0; s < count; ++s) {
-            if (takeWrite >= takeEnd) {
-                capturing = false;
-                break;
-            }
-            takeLeft[uint32_t(takeWrite)] = left[s];
-            takeRight[uint32_t(takeWrite)] = right[s];
-            ++takeWrite;
-        }
+        const int32_t n = std::max(0, std::min(count, takeEnd - takeWrite));
+        std::memcpy(takeLeft.data() + takeWrite, left, sizeof(float) * std::size_t(n));
+        std::memcpy(takeRight.data() + takeWrite, right, sizeof(float) * std::size_t(n));
+        takeWrite += n;
         if (takeWrite >= takeEnd)
             capturing = false;
     }
-    for (int32_t s = 0; s < count; ++s) {
-        historyLeft[uint32_t(historyWrite)] = left[s];
-        historyRight[uint32_t(historyWrite)] = right[s];
-        if (++historyWrite >= barLength)
-            historyWrite = 0;
-    }
+    mfdsp::writeRing(historyLeft.data(), historyRight.data(), barLength, historyWrite, left, right,
+                     count);
     if (!active)
         return;
 

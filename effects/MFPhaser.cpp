@@ -127,11 +127,8 @@ void MFPhaser::controlTick() {
         coefficientRight[i] = right;
     }
 
-    mixStep = (target - mixCurrent) * context.controlBlockRecip;
-    if (mixStep > mfdsp::MFMixRamp::snapBelow && mixStep < mfdsp::MFMixRamp::snapAbove) {
-        mixStep = 0.0f;
-        mixCurrent = target;
-    }
+    mfdsp::aimRamp(mixCurrent, mixStep, target, context.controlBlockRecip,
+                   mfdsp::MFMixRamp::snapBelow, mfdsp::MFMixRamp::snapAbove);
 }
 
 void MFPhaser::process(float* left, float* right, int32_t count) {

@@ -123,20 +123,7 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
     const int32_t n = count;
 
     // The ring runs whether or not the gate is open, so an opening finds a bar of past.
-    {
-        int32_t done = 0;
-        while (done < n) {
-            int32_t chunk = ringLength - ringWrite;
-            if (chunk > n - done)
-                chunk = n - done;
-            std::memcpy(ringLeft.data() + ringWrite, left + done, sizeof(float) * size_t(chunk));
-            std::memcpy(ringRight.data() + ringWrite, right + done, sizeof(float) * size_t(chunk));
-            done += chunk;
-            ringWrite += chunk;
-            if (ringWrite >= ringLength)
-                ringWrite = 0;
-        }
-    }
+    mfdsp::writeRing(ringLeft.data(), ringRight.data(), ringLength, ringWrite, left, right, n);
     if (!active)
         return;
 

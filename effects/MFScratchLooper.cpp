@@ -179,12 +179,7 @@ void MFScratchLooper::controlTick() {
 }
 
 void MFScratchLooper::process(float* left, float* right, int32_t count) {
-    for (int32_t i = 0; i < count; ++i) {
-        ringLeft[uint32_t(ringWrite)] = left[i];
-        ringRight[uint32_t(ringWrite)] = right[i];
-        if (++ringWrite >= ringLength)
-            ringWrite = 0;
-    }
+    mfdsp::writeRing(ringLeft.data(), ringRight.data(), ringLength, ringWrite, left, right, count);
     // An empty run must not start a pending pass.
     if (!active || count <= 0)
         return;

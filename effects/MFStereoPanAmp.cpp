@@ -1,15 +1,6 @@
 #include "effects/MFStereoPanAmp.h"
 
 namespace {
-// A step below half a float step of the value never moves it, and the ramp would
-// then hang a hair off its target forever (0.999999 instead of unity, which keeps
-// the early exits shut). Such a ramp lands on its target.
-template <typename Ramp> void landIfStuck(Ramp& ramp, float target) {
-    if (ramp.step != 0.0f && ramp.current + ramp.step == ramp.current) {
-        ramp.current = target;
-        ramp.step = 0.0f;
-    }
-}
 // Multiplies one channel along its ramp; a resting unity gain skips the channel.
 void applyRamp(mfdsp::MFMixRamp& ramp, float* x, int32_t count) {
     if (ramp.current == 1.0f && ramp.step == 0.0f)
@@ -47,11 +38,8 @@ void MFStereoPanAmp::setParameter(int32_t index, float value) {
 }
 
 void MFStereoPanAmp::controlTick() {
-    const float left = leftTarget, right = rightTarget;
-    leftRamp.tick(left, context.controlBlockRecip);
-    rightRamp.tick(right, context.controlBlockRecip);
-    landIfStuck(leftRamp, left);
-    landIfStuck(rightRamp, right);
+    leftRamp.tick(leftTarget, context.controlBlockRecip);
+    rightRamp.tick(rightTarget, context.controlBlockRecip);
 }
 
 void MFStereoPanAmp::process(float* left, float* right, int32_t count) {

@@ -71,13 +71,13 @@ void MFStutter::tick(float gate, float mix, float laneLevel, MFTable& panTable, 
     if (p >= phaseWrap)
         p = 0.0f;
     // A new gate value is a new zone: its run starts at step 0.
-    if (gate == stepGate) {
-        stepPhase = p;
-    } else {
+    // Deliberately, a closing gate neither restarts nor cuts the run: the release fades it.
+    if (gate != stepGate) {
         stepGate = gate;
-        p = 0.0f;
-        stepPhase = 0.0f;
+        if (gate > 0.0f)
+            p = 0.0f;
     }
+    stepPhase = p;
     stepNumber = int32_t(p);
     stepIndex = stepNumber & (stepsInRun - 1);
     activeStep = laneLevel > 0.0f ? stepIndex : 0;
@@ -87,12 +87,12 @@ void MFStutter::tick(float gate, float mix, float laneLevel, MFTable& panTable, 
     const float b = clampUnit((1.0f - panValue) * 2.0f);
     levelValue = clampUnit(levelTable.valueAt(activeStep));
 
-    // A new gate and a new step are both new triggers; a gate of 0 stops the envelope
-    // until the next step.
+    // A new zone and a new step are both new triggers; a closing gate is none.
     const float t = float(stepIndex + 1);
     if (gate != triggerGate) {
         triggerGate = gate;
-        triggerValue = gate;
+        if (gate > 0.0f)
+            triggerValue = gate;
     }
     if (t != triggerStep) {
         triggerStep = t;

@@ -143,12 +143,8 @@ void MFTapeFingerX::controlTick() {
         envelope = 1.0f;
         envelopeStep = 0.0f;
     } else {
-        envelopeStep = (v - envelope) * context.controlBlockRecip;
-        if (envelopeStep > mfdsp::MFMixRamp::snapBelow &&
-            envelopeStep < mfdsp::MFMixRamp::snapAbove) {
-            envelopeStep = 0.0f;
-            envelope = v;
-        }
+        mfdsp::aimRamp(envelope, envelopeStep, v, context.controlBlockRecip,
+                       mfdsp::MFMixRamp::snapBelow, mfdsp::MFMixRamp::snapAbove);
     }
 }
 

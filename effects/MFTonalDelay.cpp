@@ -8,15 +8,6 @@
 #include <cstring>
 
 namespace {
-// A step below half a float step of the value never moves it, and the ramp would
-// then hang a hair off its target forever (0.999999 instead of unity, which keeps
-// the early exits shut). Such a ramp lands on its target.
-template <typename Ramp> void landIfStuck(Ramp& ramp, float target) {
-    if (ramp.step != 0.0f && ramp.current + ramp.step == ramp.current) {
-        ramp.current = target;
-        ramp.step = 0.0f;
-    }
-}
 constexpr int32_t blockSize = 64;
 constexpr float blockSizeFloat = 64.0f;
 
@@ -146,9 +137,7 @@ float MFTonalDelay::getHeadDistance() const {
 
 void MFTonalDelay::controlTick() {
     wetRamp.tick(wetTarget, context.controlBlockRecip);
-    const float dryGoal = dryTarget;
-    dryRamp.tick(dryGoal, context.controlBlockRecip);
-    landIfStuck(dryRamp, dryGoal);
+    dryRamp.tick(dryTarget, context.controlBlockRecip);
     int32_t d = int32_t(float(writeIndex) - readPosition);
     while (d < 0)
         d += lineLength;

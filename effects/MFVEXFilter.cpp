@@ -1,5 +1,7 @@
 #include "effects/MFVEXFilter.h"
 
+#include "effects/MFDsp.h"
+
 #include "platform/MFDebugOutput.h"
 
 #include <algorithm>
@@ -170,11 +172,7 @@ void MFVEXFilter::controlTick() {
     const float target = mixTarget;
     if (mixCurrent == 0.0f && cutoffTarget == 0.0f && mixStep == 0.0f && target == 0.0f)
         return;
-    mixStep = (target - mixCurrent) / 64.0f;
-    if (mixStep > -1e-8f && mixStep < 1e-8f) {
-        mixStep = 0.0f;
-        mixCurrent = target;
-    }
+    mfdsp::aimRamp(mixCurrent, mixStep, target, context.controlBlockRecip, -1e-8f, 1e-8f);
 
     const float wanted = cutoffTarget;
     if (wanted != cutoffLatch) {

@@ -1,5 +1,6 @@
 #include "effects/MFVinyl.h"
 
+#include "effects/MFDsp.h"
 #include "effects/MFSineTable.h"
 
 #include <algorithm>
@@ -101,30 +102,24 @@ void MFVinyl::setMix(float value) {
 
 void MFVinyl::controlTick() {
     const float target = mixTarget;
-    if (mixCurrent == 0.0f && target == 0.0f && mixStep == 0.0f)
+    if (mixCurrent == 0.0f && target == 0.0f && mixStep == 0.0f) {
+        // Deliberately, knobs apply at once while silent: opening on a glide sweeps the pitch.
+        shapeLatch = shapeNow = shapeSample = shapeTarget;
+        depthLatch = depthNow = depthSample = depthTarget;
+        shapeGlideTicks = depthGlideTicks = 0;
+        shapeGlide = shapeStep = depthGlide = depthStep = 0.0f;
         return;
-    mixStep = (target - mixCurrent) * context.controlBlockRecip;
-    if (mixStep > -1e-8f && mixStep < 1e-8f) {
-        mixStep = 0.0f;
-        mixCurrent = target;
     }
+    mfdsp::aimRamp(mixCurrent, mixStep, target, context.controlBlockRecip, -1e-8f, 1e-8f);
 
     const float shape = shapeTarget;
     glide(shape, shapeLatch, shapeNow, shapeGlide, shapeGlideTicks, context.ticksPerMs);
-    shapeStep = (shapeNow - shapeSample) * context.controlBlockRecip;
-    // One-sided: only a tiny falling step snaps, a tiny rising one is kept.
-    if (shapeStep < 0.0f && shapeStep > -1e-8f) {
-        shapeStep = 0.0f;
-        shapeSample = shape;
-    }
+    // One-sided: only a tiny falling step snaps, a tiny rising one is kept while it moves.
+    mfdsp::aimRamp(shapeSample, shapeStep, shapeNow, context.controlBlockRecip, -1e-8f, 0.0f);
 
     const float depth = depthTarget;
     glide(depth, depthLatch, depthNow, depthGlide, depthGlideTicks, context.ticksPerMs);
-    depthStep = (depthNow - depthSample) * context.controlBlockRecip;
-    if (depthStep > -1e-10f && depthStep < 1e-10f) {
-        depthStep = 0.0f;
-        depthSample = depth;
-    }
+    mfdsp::aimRamp(depthSample, depthStep, depthNow, context.controlBlockRecip, -1e-10f, 1e-10f);
 }
 
 void MFVinyl::process(float* left, float* right, int32_t count) {
@@ -132,12 +127,7 @@ void MFVinyl::process(float* left, float* right, int32_t count) {
     float* lr = lineRight.data();
     if (mixCurrent == 0.0f && mixStep == 0.0f) {
         // Keep the line filled with the present so the wobble starts without a gap.
-        for (int32_t k = 0; k < count; ++k) {
-            ll[writeIndex] = left[k];
-            lr[writeIndex] = right[k];
-            if (++writeIndex >= lineLength)
-                writeIndex = 0;
-        }
+        mfdsp::writeRing(ll, lr, lineLength, writeIndex, left, right, count);
         return;
     }
 

@@ -272,6 +272,7 @@ void MFUniClient::applyAllParameters() {
         effect->gateOn();
     }
     resendAllParameters();
+    closeShutGates();
     noteStateChanged(midi.noteHeld(), midi.midiKey());
 }
 

@@ -231,6 +231,7 @@ private:
     void setSequencerOn(float v);
     void setRetrigger(float v);
     void runLanes();
+    void closeShutGates();
     MFStepTableModulator& modulator(int32_t lane) { return modulators[lane]; }
     static int32_t laneOfBypass(int32_t tag) { return tag - 102; }
     static const MFStepTableTargets& targetsOf(int32_t lane);

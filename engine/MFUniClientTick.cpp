@@ -139,6 +139,22 @@ void MFUniClient::applyTempoChange() {
     context.notifyTempoListeners();
 }
 
+void MFUniClient::closeShutGates() {
+    // Every effect was just opened; one whose lane is shut must hear it close, since the
+    // lane's next 0 is no change to the gate it stored and would never reach it.
+    MFEffect* const* effects = chain.all();
+    for (int32_t lane = 0; lane < mflane::count; ++lane) {
+        if (gateIndex[lane] < 0 || gates[lane].getGateOut() != 0.0f)
+            continue;
+        if (lane == mflane::vinyl) {
+            chain.vinyl.gateOff();
+            chain.tapeStop.gateOff();
+        } else {
+            effects[lane]->gateOff();
+        }
+    }
+}
+
 void MFUniClient::runLanes() {
     const int32_t step = int32_t(transport.currentStep);
     const float gateFactor = transport.transportGate;

@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -140,9 +141,61 @@ TEST(DspIdioms, MixRampSnapsWithItsAsymmetricBounds) {
     ramp.current = 0.5f;
     ramp.tick(0.5f - 3.0e-6f, 0.015625f); // step -4.7e-8: still snaps on the negative side
     EXPECT_EQ(ramp.step, 0.0f);
-    ramp.current = 0.5f;
-    ramp.tick(0.5f + 3.0e-6f, 0.015625f); // +4.7e-8 is a real ramp
+    ramp.current = 0.25f;
+    ramp.tick(0.25f + 3.0e-6f, 0.015625f); // +4.7e-8 moves a value of 0.25: a real ramp
     EXPECT_GT(ramp.step, 0.0f);
+}
+
+// Kept from the optimiser, so that the arithmetic runs in the rounding mode in force.
+float opaque(float x) {
+    volatile float v = x;
+    return v;
+}
+
+// Under the block's truncating rounding a rising value does not move by less than a float
+// step, so a ramp that merely keeps stepping can hang a hair below its target for ever
+// (and keep an effect from going to sleep). Every form of the shared ramp must land
+// exactly, from far and from a hair away, in both directions, within a few ticks.
+TEST(DspIdioms, EveryRampLandsExactlyOnItsTarget) {
+    const std::pair<float, float> moves[] = {
+        {0.99999994f, 1.0f}, {0.9999f, 1.0f}, {0.0f, 1.0f},   {1.0f, 0.0f},
+        {0.3f, 0.7f},        {0.7f, 0.3f},    {1.0f, 0.25f},  {1.0f, 4.0f},
+        {4.0f, 1.0f},        {-0.5f, -1.0f},  {0.0f, -0.75f}, {22050.0f, 22051.5f}};
+    constexpr float recip = 0.015625f;
+    constexpr int tickLimit = 10;
+    for (const auto& [from, to] : moves) {
+        const float start = opaque(from), target = opaque(to);
+        mfdsp::MFMixRamp perSample{start, 0.0f};
+        mfdsp::MFBlockSmoother smooth{start, 0.0f}, slow{start, 0.0f};
+        mfdsp::MFMixRamp walked{start, 0.0f};
+        float oneSided = start, oneSidedStep = 0.0f;
+        const bool unitRange = start >= 0.0f && start <= 1.0f && target >= 0.0f && target <= 1.0f;
+        int ticks = 0;
+        for (; ticks < tickLimit; ++ticks) {
+            perSample.tick(target, recip);
+            smooth.tick(target, recip);
+            slow.tick(target, recip, 1e-10f);
+            walked.tick(target, recip);
+            mfdsp::aimRamp(oneSided, oneSidedStep, target, recip, -1e-8f, 0.0f);
+            mfdsp::MFEqualPowerWalk walk;
+            if (unitRange)
+                walk.begin(walked, 64);
+            for (int k = 0; k < 64; ++k) {
+                perSample.current += perSample.step;
+                smooth.next();
+                slow.next();
+                oneSided += oneSidedStep;
+            }
+            if (perSample.current == target && perSample.step == 0.0f && smooth.value == target &&
+                smooth.step == 0.0f && slow.value == target && slow.step == 0.0f &&
+                oneSided == target && oneSidedStep == 0.0f &&
+                (!unitRange || (walked.current == target && walked.step == 0.0f)))
+                break;
+        }
+        EXPECT_LT(ticks, tickLimit) << from << " to " << to << ": per sample " << perSample.current
+                                    << ", smoother " << smooth.value << ", slow " << slow.value
+                                    << ", one-sided " << oneSided << ", walked " << walked.current;
+    }
 }
 
 TEST(DspIdioms, EqualPowerWalkReachesTheTargetGains) {

@@ -97,26 +97,38 @@ TEST(MFBeatStretcher, PrerollIsAboutAnEighthSecondAndTheSmallestGrainIsFixed) {
     }
 }
 
-TEST(MFBeatStretcher, FullAmountReproducesTheInputThenReturnsToTheCaptureStart) {
+TEST(MFBeatStretcher, FullAmountReproducesTheInputThenCrossesBackToTheCaptureStart) {
     Rig rig;
     rig.fx.setParameter(0, 1.0f);
     const std::size_t open = 64 * 200;
     const int capture = rig.fx.getCaptureLength(); // two bars
-    const int preroll = rig.fx.getPrerollLength();
-    rig.play(ramp(open + capture + 3000), open);
+    const int grain = rig.fx.getGrainLength();
+    // The return to the start comes at the end of the last grain that fits the capture.
+    const int wrapAt = capture / grain * grain;
+    rig.play(ramp(open + std::size_t(wrapAt) + 3000), open);
+    const int fade = rig.fx.getGrainFade();
 
     // Each grain follows on the last, and the crossfade blends equal samples: the
     // wet output is the input sample for sample (after the 64-sample wet ramp).
     int wrong = 0;
-    for (int k = 64; k < capture - 1; ++k)
-        if (std::fabs(rig.outL[open + k] - rig.inL[open + k]) > rampTolerance)
+    for (int k = 64; k < wrapAt - fade; ++k)
+        if (std::fabs(rig.outL[open + std::size_t(k)] - rig.inL[open + std::size_t(k)]) >
+            rampTolerance)
             ++wrong;
     EXPECT_EQ(wrong, 0);
-    // Past the two bars the grain starts again: one step reads the oldest sample of
-    // the pre-history, then the capture plays from its start once more.
-    EXPECT_NEAR(rig.outL[open + capture], rig.inL[open - preroll], rampTolerance);
-    for (int j = 1; j < 2000; ++j)
-        ASSERT_NEAR(rig.outL[open + capture + j], rig.inL[open + j], rampTolerance) << j;
+    // The last grain's fade crosses into the pre-history just before the gate: the jump
+    // back to the capture's start is spread evenly over the fade.
+    const std::size_t end = open + std::size_t(wrapAt);
+    const float jump = rig.inL[end - 1] - rig.inL[open - 1];
+    ASSERT_GT(jump, 1.0f);
+    for (std::size_t k = end - std::size_t(fade); k <= end; ++k)
+        ASSERT_LE(std::fabs(rig.outL[k] - rig.outL[k - 1]),
+                  jump / float(fade) + rampSlope + rampTolerance)
+            << k;
+    for (int j = 0; j < 2000; ++j)
+        ASSERT_NEAR(rig.outL[end + std::size_t(j)], rig.inL[open + std::size_t(j)],
+                    rampTolerance)
+            << j;
 }
 
 TEST(MFBeatStretcher, ZeroAmountRepeatsOneGrain) {

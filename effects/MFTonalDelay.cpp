@@ -20,6 +20,12 @@ template <typename Ramp> void landIfStuck(Ramp& ramp, float target) {
 constexpr int32_t blockSize = 64;
 constexpr float blockSizeFloat = 64.0f;
 
+// The closing soft clip: limited to +-2, where its curve tops out at +-1.
+float softClip(float x) {
+    x = std::clamp(x, -2.0f, 2.0f);
+    return x * (1.0f - std::fabs(x) * 0.25f);
+}
+
 int32_t noteFromValue(float v) {
     return int32_t(v * 126.0f + 0.5f);
 }
@@ -202,20 +208,18 @@ void MFTonalDelay::process(float* left, float* right, int32_t count) {
         ++write;
         const float l = float(filterLeft.run(a)) * wet;
         const float r = float(filterRight.run(b)) * wet;
-        left[k] = straight * l + cross * r + inL * dry;
-        right[k] = r * straight + l * cross + inR * dry;
+        const float outL = straight * l + cross * r + inL * dry;
+        const float outR = r * straight + l * cross + inR * dry;
+        // Clipped in proportion to the wet: a zone opening at a low mix must not bend the dry.
+        const float amount = std::clamp(wet, 0.0f, 1.0f);
+        left[k] = softClip(outL) * amount + outL * (1.0f - amount);
+        right[k] = softClip(outR) * amount + outR * (1.0f - amount);
         position += rate;
     }
     readPosition = position;
     writeIndex = write;
     wetRamp.current = wet;
     dryRamp.current = dry;
-    for (int32_t k = 0; k < count; ++k) {
-        float x = std::clamp(left[k], -2.0f, 2.0f);
-        left[k] = x * (1.0f - std::fabs(x) * 0.25f);
-        x = std::clamp(right[k], -2.0f, 2.0f);
-        right[k] = x * (1.0f - std::fabs(x) * 0.25f);
-    }
 }
 
 void MFTonalDelay::getParameterDisplay(int32_t index, float value, char* text) {

@@ -451,10 +451,11 @@ void MFVEXFilter::process(float* left, float* right, int32_t count) {
             processBank0(wl, wr, xl, xr);
         else
             processBank1(wl, wr, xl, xr);
-        float yl = std::clamp(dryL + (wl - dryL) * mixCurrent, -2.0f, 2.0f);
-        float yr = std::clamp(dryR + (wr - dryR) * mixCurrent, -2.0f, 2.0f);
-        left[n] = softClip(yl);
-        right[n] = softClip(yr);
+        // Only the wet is clipped, so the clip acts in proportion to the mix: no zone-edge step.
+        const float wetL = softClip(std::clamp(wl, -2.0f, 2.0f));
+        const float wetR = softClip(std::clamp(wr, -2.0f, 2.0f));
+        left[n] = dryL + (wetL - dryL) * mixCurrent;
+        right[n] = dryR + (wetR - dryR) * mixCurrent;
         if (m == 6 && ++chainWrite >= chainLength)
             chainWrite = 0;
     }

@@ -179,6 +179,7 @@ void MFScratchLooper::controlTick() {
 }
 
 void MFScratchLooper::process(float* left, float* right, int32_t count) {
+    mfdsp::sanitizeInput(left, right, count);
     for (int32_t i = 0; i < count; ++i) {
         ringLeft[uint32_t(ringWrite)] = left[i];
         ringRight[uint32_t(ringWrite)] = right[i];

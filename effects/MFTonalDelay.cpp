@@ -173,6 +173,7 @@ void MFTonalDelay::process(float* left, float* right, int32_t count) {
     if (wetRamp.current == 0.0f && wetRamp.step == 0.0f && dryRamp.current == 1.0f &&
         dryRamp.step == 0.0f)
         return;
+    mfdsp::sanitizeInput(left, right, count);
     float* const bufL = lineLeft.data();
     float* const bufR = lineRight.data();
     const float fb = feedback;

@@ -1,5 +1,6 @@
 #include "effects/MFVEXFilter.h"
 
+#include "effects/MFDsp.h"
 #include "platform/MFDebugOutput.h"
 
 #include <algorithm>
@@ -423,6 +424,7 @@ void MFVEXFilter::processBank1(float& wl, float& wr, float xl, float xr) {
 void MFVEXFilter::process(float* left, float* right, int32_t count) {
     if (mixCurrent == 0.0f && mixStep == 0.0f)
         return;
+    mfdsp::sanitizeInput(left, right, count);
     const int32_t b = bank;
     const int32_t m = mode;
     const bool holding = m == 8 || m == 9;

@@ -1,5 +1,6 @@
 #include "effects/MFVinyl.h"
 
+#include "effects/MFDsp.h"
 #include "effects/MFSineTable.h"
 
 #include <algorithm>
@@ -128,6 +129,7 @@ void MFVinyl::controlTick() {
 }
 
 void MFVinyl::process(float* left, float* right, int32_t count) {
+    mfdsp::sanitizeInput(left, right, count);
     float* ll = lineLeft.data();
     float* lr = lineRight.data();
     if (mixCurrent == 0.0f && mixStep == 0.0f) {

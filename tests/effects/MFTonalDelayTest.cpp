@@ -158,12 +158,6 @@ TEST(TonalDelay, SoftClipBoundsTheOutput) {
 // sample-to-sample step of a 0.9 sine at 100 Hz (its own: 0.0128) grows by at most 2 %,
 // which the wet ramp's share of the clip (mix / 64 x 0.2 per sample) stays well inside.
 TEST(TonalDelay, ZoneEdgesAtALowMixAddNoStep) {
-    auto largestStep = [](const std::vector<float>& x) {
-        float step = 0.0f;
-        for (std::size_t i = 1; i < x.size(); ++i)
-            step = std::max(step, std::fabs(x[i] - x[i - 1]));
-        return step;
-    };
     for (float mix : {1e-4f, 1e-2f}) {
         TestContext c;
         MFTonalDelay d(id, c.info);
@@ -186,8 +180,8 @@ TEST(TonalDelay, ZoneEdgesAtALowMixAddNoStep) {
             MFRoundingGuard truncation;
             driver.run(l, r);
         }
-        EXPECT_LE(largestStep(l), largestStep(in) * 1.02f) << "mix " << mix;
-        EXPECT_LE(largestStep(r), largestStep(in) * 1.02f) << "mix " << mix;
+        EXPECT_LE(signal::largestStep(l), signal::largestStep(in) * 1.02f) << "mix " << mix;
+        EXPECT_LE(signal::largestStep(r), signal::largestStep(in) * 1.02f) << "mix " << mix;
     }
 }
 

@@ -201,12 +201,6 @@ TEST(VEXFilter, BankOneCopiesAddAFormantAnOctaveDown) {
 // sample-to-sample step of a 0.9 sine at 100 Hz (its own: 0.0128) grows by at most 2 %,
 // which the mix ramp's share (mix / 64 of the signal per sample) stays well inside.
 TEST(VEXFilter, ZoneEdgesAtALowMixAddNoStep) {
-    auto largestStep = [](const std::vector<float>& x) {
-        float step = 0.0f;
-        for (std::size_t i = 1; i < x.size(); ++i)
-            step = std::max(step, std::fabs(x[i] - x[i - 1]));
-        return step;
-    };
     for (float mix : {1e-4f, 1e-2f})
         for (int mode : {4, 1, 6}) {
             TestContext c(44100.0f);
@@ -227,7 +221,8 @@ TEST(VEXFilter, ZoneEdgesAtALowMixAddNoStep) {
                 MFRoundingGuard truncation;
                 driver.run(l, r);
             }
-            EXPECT_LE(largestStep(l), largestStep(in) * 1.02f) << "mix " << mix << " mode " << mode;
+            EXPECT_LE(signal::largestStep(l), signal::largestStep(in) * 1.02f)
+                << "mix " << mix << " mode " << mode;
         }
 }
 

@@ -31,6 +31,13 @@ bool allFinite(const float* x, std::size_t n) {
     return true;
 }
 
+float largestStep(const std::vector<float>& x) {
+    float step = 0.0f;
+    for (std::size_t i = 1; i < x.size(); ++i)
+        step = std::fmax(step, std::fabs(x[i] - x[i - 1]));
+    return step;
+}
+
 std::size_t denormalCount(const float* x, std::size_t n) {
     std::size_t count = 0;
     for (std::size_t i = 0; i < n; ++i)

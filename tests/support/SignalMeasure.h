@@ -13,6 +13,8 @@ namespace signal {
 float peak(const float* x, std::size_t n);
 double rms(const float* x, std::size_t n);
 bool allFinite(const float* x, std::size_t n);
+// Largest magnitude of a difference between neighbouring samples.
+float largestStep(const std::vector<float>& x);
 // Count of non-zero samples whose magnitude lies below FLT_MIN (denormals).
 std::size_t denormalCount(const float* x, std::size_t n);
 // Magnitude of one frequency component (Goertzel), normalised so that a

@@ -151,6 +151,7 @@ void MFBeatStretcher::process(float* left, float* right, int32_t count) {
         }
         return;
     }
+    mfdsp::sanitizeInput(left, right, count);
     const int32_t n = count;
 
     if (capturing) {

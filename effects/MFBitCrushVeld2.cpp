@@ -88,6 +88,7 @@ void MFBitCrushVeld2::process(float* left, float* right, int32_t count) {
         requantise(q);
     if (mixTarget == 0.0f && mixRamp.step == 0.0f)
         return;
+    mfdsp::sanitizeInput(left, right, count);
     const float step = rateStep;
     for (int32_t k = 0; k < count; ++k) {
         mixRamp.current += mixRamp.step;

@@ -191,6 +191,7 @@ void MFChorusVeld2::process(float* left, float* right, int32_t count) {
         }
         tickCounter = 64;
     }
+    mfdsp::sanitizeInput(left, right, count);
     const int32_t length = lineLength;
     for (int32_t s = 0; s < count; ++s) {
         if (++tickCounter >= 64)

@@ -1,8 +1,13 @@
 #pragma once
 
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 // Small signal idioms that several effects share.
 namespace mfdsp {
@@ -10,6 +15,51 @@ namespace mfdsp {
 // Added at the input of every recursive filter and feedback path, so that decaying
 // state never reaches the denormal range.
 constexpr float denormalGuard = 1e-18f;
+
+// Largest input magnitude an effect takes in: 100 dB over full scale, far beyond any real
+// signal, yet small enough that no filter or feedback path can overflow from it.
+constexpr float inputLimit = 100000.0f;
+
+// An input sample as an effect takes it: NaN and infinities count as silence, and a
+// magnitude above inputLimit is held at the limit. Anything else passes bit for bit.
+inline float finiteInput(float x) {
+    const float v = std::fabs(x) <= FLT_MAX ? x : 0.0f;
+    return v > inputLimit ? inputLimit : (v < -inputLimit ? -inputLimit : v);
+}
+
+// True when every sample of a stereo run is a number within inputLimit; NaN, which
+// compares false, fails the test like an infinity.
+inline bool ordinaryInput(const float* left, const float* right, int32_t count) {
+    int32_t i = 0;
+#if defined(__SSE2__)
+    const __m128 magnitudeMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+    const __m128 limit = _mm_set1_ps(inputLimit);
+    __m128 outside = _mm_setzero_ps();
+    for (; i + 4 <= count; i += 4) {
+        const __m128 l = _mm_and_ps(_mm_loadu_ps(left + i), magnitudeMask);
+        const __m128 r = _mm_and_ps(_mm_loadu_ps(right + i), magnitudeMask);
+        outside = _mm_or_ps(outside, _mm_or_ps(_mm_cmpnle_ps(l, limit), _mm_cmpnle_ps(r, limit)));
+    }
+    if (_mm_movemask_ps(outside) != 0)
+        return false;
+#endif
+    for (; i < count; ++i)
+        if (!(std::fabs(left[i]) <= inputLimit && std::fabs(right[i]) <= inputLimit))
+            return false;
+    return true;
+}
+
+// finiteInput over a stereo run, in place: an effect calls it before it reads or records
+// its input, so that one bad sample can never settle in its state. An ordinary run, the
+// only kind real audio brings, is only looked at.
+inline void sanitizeInput(float* left, float* right, int32_t count) {
+    if (ordinaryInput(left, right, count))
+        return;
+    for (int32_t i = 0; i < count; ++i) {
+        left[i] = finiteInput(left[i]);
+        right[i] = finiteInput(right[i]);
+    }
+}
 
 // Two-point linear interpolation; the buffer holds one sample past the last position read.
 inline float fractionalRead(const float* buffer, float position) {

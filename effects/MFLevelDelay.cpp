@@ -176,6 +176,7 @@ void MFLevelDelay::process(float* left, float* right, int32_t count) {
         return;
     }
     silentRun = 0;
+    mfdsp::sanitizeInput(left, right, count);
     const float self = selfFeed;
     const float cross = crossFeed;
     const float length = float(lineLength);

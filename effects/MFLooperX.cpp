@@ -162,6 +162,7 @@ int32_t MFLooperX::startCapture() {
 void MFLooperX::process(float* left, float* right, int32_t count) {
     if (count <= 0)
         return;
+    mfdsp::sanitizeInput(left, right, count);
     const int32_t takeEnd = 2 * barLength - 2;
     if (capturing) {
         const int32_t n = std::max(0, std::min(count, takeEnd - takeWrite));

@@ -209,6 +209,7 @@ float MFLooperX2::readAt(const float* buffer) const {
 void MFLooperX2::process(float* left, float* right, int32_t count) {
     if (!active || count <= 0)
         return;
+    mfdsp::sanitizeInput(left, right, count);
     if (recording) {
         int32_t s = 0;
         while (s < count && writeIndex < barLength) {

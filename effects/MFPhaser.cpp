@@ -143,6 +143,7 @@ void MFPhaser::process(float* left, float* right, int32_t count) {
         clearState();
         phase = 0.0f;
     }
+    mfdsp::sanitizeInput(left, right, count);
     const int32_t n = stages;
     const float fb = feedback;
     const float dp = depth;

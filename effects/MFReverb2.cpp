@@ -156,6 +156,7 @@ void MFReverb2::process(float* left, float* right, int32_t count) {
         return;
     }
     sleeping = false;
+    mfdsp::sanitizeInput(left, right, count);
     const float feedback = roomFeedback;
     const float damp = damping;
     const float rest = dampingRest;
@@ -196,6 +197,8 @@ void MFReverb2::process(float* left, float* right, int32_t count) {
 }
 
 void MFReverb2::processSample(float& left, float& right) {
+    left = mfdsp::finiteInput(left);
+    right = mfdsp::finiteInput(right);
     advanceRamps();
     const float feedback = roomFeedback;
     const float damp = damping;

@@ -120,6 +120,7 @@ void MFReverserX::controlTick() {
 void MFReverserX::process(float* left, float* right, int32_t count) {
     if (count < 0 || ringLength <= 0)
         return;
+    mfdsp::sanitizeInput(left, right, count);
     const int32_t n = count;
 
     // The ring runs whether or not the gate is open, so an opening finds a bar of past.

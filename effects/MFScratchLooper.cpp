@@ -179,6 +179,7 @@ void MFScratchLooper::controlTick() {
 }
 
 void MFScratchLooper::process(float* left, float* right, int32_t count) {
+    mfdsp::sanitizeInput(left, right, count);
     mfdsp::writeRing(ringLeft.data(), ringRight.data(), ringLength, ringWrite, left, right, count);
     // An empty run must not start a pending pass.
     if (!active || count <= 0)

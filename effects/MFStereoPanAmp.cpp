@@ -43,6 +43,11 @@ void MFStereoPanAmp::controlTick() {
 }
 
 void MFStereoPanAmp::process(float* left, float* right, int32_t count) {
+    const bool resting = leftRamp.current == 1.0f && leftRamp.step == 0.0f &&
+                         rightRamp.current == 1.0f && rightRamp.step == 0.0f;
+    if (resting)
+        return;
+    mfdsp::sanitizeInput(left, right, count);
     applyRamp(leftRamp, left, count);
     applyRamp(rightRamp, right, count);
 }

@@ -151,6 +151,7 @@ void MFTapeFingerX::controlTick() {
 void MFTapeFingerX::process(float* left, float* right, int32_t count) {
     if (float(mixTarget) == 0.0f && ramp.step == 0.0f)
         return;
+    mfdsp::sanitizeInput(left, right, count);
     const float c = 1.0f - curve;
     const float f = 0.9f * c * c + 0.1f;
     const bool through = passThrough != 0.0f;

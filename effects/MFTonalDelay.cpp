@@ -11,6 +11,12 @@ namespace {
 constexpr int32_t blockSize = 64;
 constexpr float blockSizeFloat = 64.0f;
 
+// The closing soft clip: limited to +-2, where its curve tops out at +-1.
+float softClip(float x) {
+    x = std::clamp(x, -2.0f, 2.0f);
+    return x * (1.0f - std::fabs(x) * 0.25f);
+}
+
 int32_t noteFromValue(float v) {
     return int32_t(v * 126.0f + 0.5f);
 }
@@ -156,6 +162,7 @@ void MFTonalDelay::process(float* left, float* right, int32_t count) {
     if (wetRamp.current == 0.0f && wetRamp.step == 0.0f && dryRamp.current == 1.0f &&
         dryRamp.step == 0.0f)
         return;
+    mfdsp::sanitizeInput(left, right, count);
     float* const bufL = lineLeft.data();
     float* const bufR = lineRight.data();
     const float fb = feedback;
@@ -191,20 +198,18 @@ void MFTonalDelay::process(float* left, float* right, int32_t count) {
         ++write;
         const float l = float(filterLeft.run(a)) * wet;
         const float r = float(filterRight.run(b)) * wet;
-        left[k] = straight * l + cross * r + inL * dry;
-        right[k] = r * straight + l * cross + inR * dry;
+        const float outL = straight * l + cross * r + inL * dry;
+        const float outR = r * straight + l * cross + inR * dry;
+        // Clipped in proportion to the wet: a zone opening at a low mix must not bend the dry.
+        const float amount = std::clamp(wet, 0.0f, 1.0f);
+        left[k] = softClip(outL) * amount + outL * (1.0f - amount);
+        right[k] = softClip(outR) * amount + outR * (1.0f - amount);
         position += rate;
     }
     readPosition = position;
     writeIndex = write;
     wetRamp.current = wet;
     dryRamp.current = dry;
-    for (int32_t k = 0; k < count; ++k) {
-        float x = std::clamp(left[k], -2.0f, 2.0f);
-        left[k] = x * (1.0f - std::fabs(x) * 0.25f);
-        x = std::clamp(right[k], -2.0f, 2.0f);
-        right[k] = x * (1.0f - std::fabs(x) * 0.25f);
-    }
 }
 
 void MFTonalDelay::getParameterDisplay(int32_t index, float value, char* text) {

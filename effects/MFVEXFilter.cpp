@@ -9,17 +9,29 @@
 #include <cstring>
 
 namespace {
-// Largest f for damping d with f^2 + 2fd below 4 by a margin: inside this bound both
-// poles of the stage lie strictly inside the unit circle.
-constexpr float stabilityBound = 3.8f;
+constexpr float sqrtTwo = 1.41421356f;
 constexpr float minimumDamping = 0.03f;
 constexpr float maximumDamping = 2.0f;
 constexpr float bankOneGain = 0.7f;
-// Bank 1 detunes its copies so that the side-by-side stages are heard as formants.
-constexpr float copyRatio[MFVEXFilter::stagesPerMode] = {1.0f, 2.0f, 1.5f, 3.0f};
+// Bank 1 detunes its copies downwards, so that the side-by-side stages are heard as
+// formants below the cutoff and never crowd together under the ceiling.
+constexpr float copyRatio[MFVEXFilter::stagesPerMode] = {1.0f, 0.5f, 2.0f / 3.0f, 1.0f / 3.0f};
 
 float softClip(float x) {
     return x * (1.0f - std::fabs(x) * 0.25f);
+}
+
+// The output of the one-stage modes: 0 high, 2 band, 4 low, 8 band and 9 low.
+MFVEXFilter::Tap singleTap(int32_t mode) {
+    switch (mode) {
+    case 0:
+        return MFVEXFilter::Tap::high;
+    case 2:
+    case 8:
+        return MFVEXFilter::Tap::band;
+    default:
+        return MFVEXFilter::Tap::low;
+    }
 }
 } // namespace
 
@@ -47,34 +59,24 @@ MFVEXFilter::MFVEXFilter(int32_t effectId, MFSystemInfo& ctx, const MFDivisionSe
 // the cutoff position 9c (c in 0..1, column 10 a guard). Each entry is a pair: the value
 // at the grid point and its slope to the next column, so a lookup is linear along the
 // column and linear between rows.
-//  - Damping d = 1.414 (1 - q)^1.3 + floor: 1.414 (Butterworth) with the knob at zero,
-//    falling towards the floor as q rises (peak gain of the band output ~ 1/d). The floor
-//    is 0.04 for a single stage and 0.08 for each stage of a series pair, whose peaks
-//    multiply. Above c = 0.7 the damping rises by up to a half, where the cutoff nears
-//    the top of the audio band and the stage's peak grows sharper.
+//  - Damping k of the analogue prototype: sqrt 2 (Butterworth) with the knob at zero,
+//    falling as (1 - q)^1.3 towards a floor as q rises (the peak stands near 1 / k). The
+//    floor is 0.04 for a single stage and 0.08 for each stage of a series pair, whose
+//    peaks multiply.
 //  - Frequency term: a tuning factor on the hertz of the cutoff rule; 1 throughout,
-//    because f = 2 sin(pi hz / rate) already puts the stage's peak on the cutoff.
-//  - The per-column correction read at 9c is the same high-cutoff damping rise.
-// Whatever the tables hold, stageCoefficients clamps d and f to f^2 + 2fd <= 3.8 with
-// d >= 0.03, where the stage is stable at every rate.
+//    because designStage puts the prototype's cutoff on the hertz exactly at every rate.
 void MFVEXFilter::buildTables() {
-    for (int32_t k = 0; k < tableColumns; ++k) {
-        const float c = float(k) / 9.0f;
-        const float over = std::max(0.0f, c - 0.7f) / 0.3f;
-        topDamping[size_t(k)] = 1.0f + 0.5f * over * over;
-    }
     for (int32_t family = 0; family < familyCount; ++family) {
         const float floor = family == familySeries ? 0.08f : 0.04f;
         for (auto& table : tables[family]) {
             for (int32_t i = 0; i < tableSize; ++i) {
                 const int32_t row = std::min(i / tableColumns, 10);
                 const float q = float(row) / 10.0f;
-                const float d = 1.414f * std::pow(1.0f - q, 1.3f) + floor;
-                table.dampValue[size_t(i)] = d;
+                table.dampValue[size_t(i)] = (sqrtTwo - floor) * std::pow(1.0f - q, 1.3f) + floor;
                 table.freqValue[size_t(i)] = 1.0f;
             }
-            // Damping does not depend on the column, the tuning neither: slopes are zero
-            // except where the next column differs.
+            // Neither depends on the column: slopes are zero except where the next
+            // column differs.
             for (int32_t i = 0; i + 1 < tableSize; ++i) {
                 const bool lastColumn = i % tableColumns == tableColumns - 1;
                 table.dampSlope[size_t(i)] =
@@ -92,11 +94,40 @@ float MFVEXFilter::cutoffHz(float c) {
     return x * x * x * 16011.0f;
 }
 
-void MFVEXFilter::lookup(const StageTable& table, float q, float columnPosition, float hz,
-                         Stage& s) const {
+// The stage's response is 1 / |D(z)| up to the tap's zeros, with D(z) = 1 + a1 / z + a2 / z^2,
+// a1 = f^2 + f d - 2 and a2 = 1 - f d. Any stable pole pair is reachable, so the poles are
+// chosen to make |D|^2 proportional to the prototype's denominator 1 + (k^2 - 2) W + W^2,
+// W = (sin(w / 2) / sin(wc / 2))^2. Writing a2 = t^2, this solves in closed form to
+//   y^2 = 2 s k^2 (1 + 2 s / (R + A)),  t = 2 / (y + sqrt(y^2 + 4)),
+//   f = 2 sin(wc / 2) sqrt(t),  d = t y / f,
+// with s = 2 sin^2(wc / 2), A = 2 cos^2(wc / 2), R = sqrt(A^2 + 2 s k^2) (no cancellation
+// anywhere). The low output then has unity gain at DC; the high and band outputs carry
+// constant factors 1 / t and 1 / sqrt(t), which the input gain g takes out. The stage
+// is stable for every wc below pi and every k above 0, so no clamp is needed.
+void MFVEXFilter::designStage(float wc, float k, Tap tap, Stage& s) {
+    const float half = 0.5f * wc;
+    const float sh = std::sin(half);
+    const float ch = std::cos(half);
+    const float s2 = 2.0f * sh * sh;
+    const float a = 2.0f * ch * ch;
+    const float k2 = k * k;
+    const float r = std::sqrt(a * a + 2.0f * s2 * k2);
+    const float y2 = 2.0f * s2 * k2 * (1.0f + 2.0f * s2 / (r + a));
+    const float y = std::sqrt(y2);
+    const float t = 2.0f / (y + std::sqrt(y2 + 4.0f));
+    const float f = 2.0f * sh * std::sqrt(t);
+    s.f = f;
+    s.d = t * y / f;
+    s.g = tap == Tap::high ? t : tap == Tap::band ? std::sqrt(t) : 1.0f;
+}
+
+void MFVEXFilter::stageCoefficients(int32_t family, int32_t stageIndex, float q, float c, float hz,
+                                    Tap tap, Stage& s) const {
+    const StageTable& table = tables[family][stageIndex];
     const float t = q * 10.0f;
     const int32_t row = std::max(0, int32_t(t - 0.5f));
     const float rowFraction = t - float(row);
+    const float columnPosition = 9.0f * c;
     const int32_t column = std::clamp(int32_t(columnPosition), 0, tableColumns - 2);
     const float columnFraction = columnPosition - float(column);
     const int32_t i = std::clamp(row * tableColumns + column, 0, tableSize - 2);
@@ -107,24 +138,11 @@ void MFVEXFilter::lookup(const StageTable& table, float q, float columnPosition,
     const float d1 = read(table.dampValue, table.dampSlope, below);
     const float f0 = read(table.freqValue, table.freqSlope, i);
     const float f1 = read(table.freqValue, table.freqSlope, below);
-    const float k = std::clamp(columnPosition, 0.0f, 9.0f);
-    const int32_t ki = std::min(int32_t(k), 8);
-    const float correction =
-        topDamping[size_t(ki)] +
-        (topDamping[size_t(ki + 1)] - topDamping[size_t(ki)]) * (k - float(ki));
-    float d = (d0 + (d1 - d0) * rowFraction) * correction;
+    const float k = std::clamp(d0 + (d1 - d0) * rowFraction, minimumDamping, maximumDamping);
     const float tune = f0 + (f1 - f0) * rowFraction;
-    d = std::clamp(d, minimumDamping, maximumDamping);
-    const float angle = std::min(3.14159265f * hz * tune * context.sampleTime, 1.5707963f);
-    float f = 2.0f * std::sin(angle);
-    const float bound = -d + std::sqrt(d * d + stabilityBound);
-    s.f = std::clamp(f, 1e-6f, bound);
-    s.d = d;
-}
-
-void MFVEXFilter::stageCoefficients(int32_t family, int32_t stageIndex, float q, float c, float hz,
-                                    Stage& s) const {
-    lookup(tables[family][stageIndex], q, 9.0f * c, hz, s);
+    const float ceiling = ceilingFraction * context.sampleRate;
+    const float wc = 6.2831855f * std::clamp(hz * tune, 1.0f, ceiling) * context.sampleTime;
+    designStage(wc, k, tap, s);
 }
 
 void MFVEXFilter::setParameter(int32_t index, float value) {
@@ -195,51 +213,86 @@ void MFVEXFilter::controlTick() {
     }
 
     const float c = std::clamp(cutoffCurrent, 0.0f, 1.0f);
-    const float hz = cutoffHz(c);
+    const float hz = std::min(cutoffHz(c), ceilingFraction * context.sampleRate);
     const float q = resonance * 0.94f;
     const float q2 = q * 0.48f;
     const int32_t b = bank;
     const int32_t m = mode;
     gainTarget = 1.0f / (1.0f + q);
     Stage* st = stages[b][m];
-    const float nyquistHz = 0.5f * context.sampleRate;
 
     if (m == 6) {
         chainFeedback = q;
         const float room = float(chainLength) - 2.0f;
         for (int32_t copy = 0; copy < 2; ++copy) {
-            const float ratio = b == 1 ? copyRatio[copy] : 1.0f;
-            // Each pole delays low frequencies by 1 / (2t) samples: take both off the line so
-            // that the loop rings at the cutoff.
+            const float copyHz = hz * (b == 1 ? copyRatio[copy] : 1.0f);
+            // Each pole of the loop delays a tone of angle w by atan(tan(w / 2) / t) / w
+            // samples: take both off the line so that the loop rings at the cutoff.
+            const float w = 6.2831855f * copyHz * context.sampleTime;
+            const float poleDelay = std::atan(std::tan(0.5f * w) / chainT) / w;
             chainDelay[copy] =
-                std::clamp(context.sampleRate / (hz * ratio) - 1.0f / chainT, 1.0f, room);
+                std::clamp(context.sampleRate / copyHz - 2.0f * poleDelay, 1.0f, room);
         }
         return;
     }
     if (m == 8 || m == 9)
         holdRate = std::min(hz * 8.0f * context.sampleTime, 1.0f);
 
-    const int32_t family = (m == 1 || m == 3 || m == 5) ? familySeries : familySingle;
     if (b == 0) {
-        stageCoefficients(family, 0, q, c, hz, st[0]);
-        if (family == familySeries)
-            stageCoefficients(family, 1, q2, c, hz, st[1]);
-        else if (m == 7)
-            st[1] = Stage{st[1].bandL, st[1].lowL,  st[1].highL, st[1].bandR,
-                          st[1].lowR,  st[1].highR, st[0].f,     st[0].d};
+        switch (m) {
+        case 1:
+            stageCoefficients(familySeries, 0, q, c, hz, Tap::high, st[0]);
+            stageCoefficients(familySeries, 1, q2, c, hz, Tap::high, st[1]);
+            break;
+        case 3:
+            stageCoefficients(familySeries, 0, q, c, hz, Tap::high, st[0]);
+            stageCoefficients(familySeries, 1, q2, c, hz, Tap::band, st[1]);
+            break;
+        case 5:
+            stageCoefficients(familySeries, 0, q, c, hz, Tap::low, st[0]);
+            stageCoefficients(familySeries, 1, q2, c, hz, Tap::low, st[1]);
+            break;
+        case 7:
+            // The same poles for both, each stage levelled for the output it gives.
+            stageCoefficients(familySingle, 0, q, c, hz, Tap::high, st[0]);
+            stageCoefficients(familySingle, 0, q, c, hz, Tap::low, st[1]);
+            break;
+        default:
+            stageCoefficients(familySingle, 0, q, c, hz, singleTap(m), st[0]);
+            break;
+        }
         return;
     }
-    // Bank 1: copies at their ratios, each clamped below the top of the band.
-    auto copyHz = [&](int32_t k) { return std::min(hz * copyRatio[k], nyquistHz * 0.95f); };
-    if (family == familySeries) {
+    // Bank 1: copies at their ratios below the cutoff, taken on the stages' own frequency
+    // scale, sin(w / 2), so that they stand towards each other alike at every rate.
+    auto warpedCopy = [&](float topHz, int32_t k) {
+        const float half = 3.14159265f * topHz * context.sampleTime;
+        return std::asin(std::sin(half) * copyRatio[k]) * context.sampleRate * 0.31830989f;
+    };
+    switch (m) {
+    case 1:
+    case 3:
+    case 5:
         for (int32_t pair = 0; pair < 2; ++pair) {
-            stageCoefficients(family, 0, q, c, copyHz(pair), st[pair * 2]);
-            stageCoefficients(family, 1, q2, c, copyHz(pair), st[pair * 2 + 1]);
+            const float copyHz = warpedCopy(hz, pair);
+            stageCoefficients(familySeries, 0, q, c, copyHz, m == 5 ? Tap::low : Tap::high,
+                              st[pair * 2]);
+            stageCoefficients(familySeries, 1, q2, c, copyHz,
+                              m == 1   ? Tap::high
+                              : m == 3 ? Tap::band
+                                       : Tap::low,
+                              st[pair * 2 + 1]);
         }
-    } else {
-        const int32_t copies = m == 7 ? 4 : 2;
-        for (int32_t k = 0; k < copies; ++k)
-            stageCoefficients(family, 0, q, c, copyHz(k), st[k]);
+        break;
+    case 7:
+        for (int32_t k = 0; k < 4; ++k)
+            stageCoefficients(familySingle, 0, q, c, warpedCopy(hz, k),
+                              k % 2 == 0 ? Tap::high : Tap::band, st[k]);
+        break;
+    default:
+        for (int32_t k = 0; k < 2; ++k)
+            stageCoefficients(familySingle, 0, q, c, warpedCopy(hz, k), singleTap(m), st[k]);
+        break;
     }
 }
 
@@ -368,6 +421,7 @@ void MFVEXFilter::processBank1(float& wl, float& wr, float xl, float xr) {
 void MFVEXFilter::process(float* left, float* right, int32_t count) {
     if (mixCurrent == 0.0f && mixStep == 0.0f)
         return;
+    mfdsp::sanitizeInput(left, right, count);
     const int32_t b = bank;
     const int32_t m = mode;
     const bool holding = m == 8 || m == 9;
@@ -396,10 +450,11 @@ void MFVEXFilter::process(float* left, float* right, int32_t count) {
             processBank0(wl, wr, xl, xr);
         else
             processBank1(wl, wr, xl, xr);
-        float yl = std::clamp(dryL + (wl - dryL) * mixCurrent, -2.0f, 2.0f);
-        float yr = std::clamp(dryR + (wr - dryR) * mixCurrent, -2.0f, 2.0f);
-        left[n] = softClip(yl);
-        right[n] = softClip(yr);
+        // Only the wet is clipped, so the clip acts in proportion to the mix: no zone-edge step.
+        const float wetL = softClip(std::clamp(wl, -2.0f, 2.0f));
+        const float wetR = softClip(std::clamp(wr, -2.0f, 2.0f));
+        left[n] = dryL + (wetL - dryL) * mixCurrent;
+        right[n] = dryR + (wetR - dryR) * mixCurrent;
         if (m == 6 && ++chainWrite >= chainLength)
             chainWrite = 0;
     }

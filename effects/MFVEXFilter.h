@@ -21,22 +21,29 @@ public:
     static constexpr int32_t tableSize = 122;
     static constexpr int32_t tableColumns = 11;
     static constexpr float glideMs = 24.0f;
+    // The cutoff follows its formula up to this fraction of the sample rate, and stops there.
+    static constexpr float ceilingFraction = 0.45f;
 
-    // One state-variable stage, both channels; f and d are shared.
+    // One state-variable stage, both channels; f, d and the input gain g are shared.
+    // g levels the output that the mode takes from the stage (see designStage).
     struct Stage {
         float bandL = 0.0f, lowL = 0.0f, highL = 0.0f;
         float bandR = 0.0f, lowR = 0.0f, highR = 0.0f;
         float f = 0.0f;
         float d = 1.0f;
+        float g = 1.0f;
         void run(float xl, float xr) {
             bandL = highL * f + bandL + 1e-18f;
             lowL = bandL * f + lowL + 1e-18f;
-            highL = xl - d * bandL - lowL;
+            highL = xl * g - d * bandL - lowL;
             bandR = highR * f + bandR + 1e-18f;
             lowR = bandR * f + lowR + 1e-18f;
-            highR = xr - d * bandR - lowR;
+            highR = xr * g - d * bandR - lowR;
         }
     };
+
+    // The output a mode takes from a stage.
+    enum class Tap { low, band, high };
 
     // Damping and frequency tables of one stage of one mode family: 11 x 11 pairs
     // (value, slope to the next column) plus one spare pair that the clamp reaches.
@@ -61,7 +68,7 @@ public:
     int32_t getMode() const { return mode; }
     int32_t getBank() const { return bank; }
     float getCutoffCurrent() const { return cutoffCurrent; }
-    // Cutoff in hertz for a normalised cutoff, as the tick computes it.
+    // Cutoff in hertz for a normalised cutoff, as the tick computes it (before the ceiling).
     static float cutoffHz(float c);
     const Stage& stage(int32_t b, int32_t m, int32_t s) const { return stages[b][m][s]; }
 
@@ -71,15 +78,17 @@ private:
     static constexpr int32_t familyCount = 2;
 
     void buildTables();
-    void lookup(const StageTable& table, float q, float columnPosition, float hz, Stage& s) const;
-    void stageCoefficients(int32_t family, int32_t stageIndex, float q, float c, float hz,
+    // Coefficients that give the stage, at the output tap, the magnitude of the analogue
+    // prototype 1 / (s^2 + k s + 1) (and its high and band forms) at the warped frequency
+    // sin(w / 2) / sin(wc / 2), for a cutoff wc in radians per sample (0 < wc < pi).
+    static void designStage(float wc, float k, Tap tap, Stage& s);
+    void stageCoefficients(int32_t family, int32_t stageIndex, float q, float c, float hz, Tap tap,
                            Stage& s) const;
     float runChain(int32_t copy, int32_t channel, float x);
     void processBank0(float& wl, float& wr, float xl, float xr);
     void processBank1(float& wl, float& wr, float xl, float xr);
 
     StageTable tables[familyCount][2];
-    std::array<float, 11> topDamping{};
 
     MFRelaxed<float> cutoffTarget = 0.5f;
     MFRelaxed<float> resonance = 0.0f;

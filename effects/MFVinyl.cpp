@@ -123,6 +123,7 @@ void MFVinyl::controlTick() {
 }
 
 void MFVinyl::process(float* left, float* right, int32_t count) {
+    mfdsp::sanitizeInput(left, right, count);
     float* ll = lineLeft.data();
     float* lr = lineRight.data();
     if (mixCurrent == 0.0f && mixStep == 0.0f) {

@@ -1,6 +1,7 @@
 #include "engine/MFUniClient.h"
 
 #include "effects/MFBPMChangeInterface.h"
+#include "effects/MFDsp.h"
 #include "engine/MFPluginData.h"
 #include "engine/MFRoundingGuard.h"
 #include "pattern/MFZone.h"
@@ -412,8 +413,9 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
     {
         MFRoundingGuard truncation;
         for (int32_t i = 0; i < frames; ++i) {
-            const float left = inLeft[i];
-            const float right = inRight[i];
+            // A bad host sample must not settle in the level follower or the output filter.
+            const float left = mfdsp::finiteInput(inLeft[i]);
+            const float right = mfdsp::finiteInput(inRight[i]);
             if (context.controlBlockCounter == tickPeriod)
                 runTick(i);
             // Outputs are cleared only after the input sample was read: hosts may run in place.

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "effects/MFVEXFilter.h"
+#include "engine/MFRoundingGuard.h"
 #include "support/EffectHarness.h"
 #include "support/SignalMeasure.h"
 
@@ -98,26 +99,21 @@ TEST(VEXFilter, CutoffGlidesOverTwentyFourMilliseconds) {
     EXPECT_FLOAT_EQ(f.getCutoffCurrent(), 1.0f);
 }
 
-// Low, high and band modes: the passband within 1 dB, 2-pole slopes (12 dB per octave)
-// giving at least 30 dB three octaves out, and -3 dB (1/d for d = 1.414, within 1.5 dB)
-// at the cutoff the formula displays.
+// Low, high and band modes: the passband within 1 dB and 2-pole slopes (12 dB per octave)
+// giving at least 30 dB three octaves out. (Where the cutoff sits: the response sweeps.)
 TEST(VEXFilter, LowHighBandMagnitudeResponses) {
     for (float cutoff : {0.3f, 0.5f, 0.7f}) {
         const double hz = MFVEXFilter::cutoffHz(cutoff);
         SCOPED_TRACE(hz);
         FilterSetup low{cutoff, 0.0f, 4, 0};
         EXPECT_NEAR(toDb(gainAt(low, hz / 8)), 0.0, 1.0);
-        EXPECT_NEAR(toDb(gainAt(low, hz)), -3.0, 1.5);
         if (hz * 8 < 20000) {
             EXPECT_LT(toDb(gainAt(low, hz * 8)), -30.0);
         }
         FilterSetup high{cutoff, 0.0f, 0, 0};
-        // Far from the top of the band only: near Nyquist the state-variable high output
-        // lifts by some dB, which is that structure's nature, not a fault.
-        if (hz * 4 < 6000) {
+        if (hz * 4 < 20000) {
             EXPECT_NEAR(toDb(gainAt(high, hz * 4)), 0.0, 1.5);
         }
-        EXPECT_NEAR(toDb(gainAt(high, hz)), -3.0, 1.5);
         EXPECT_LT(toDb(gainAt(high, hz / 8)), -30.0);
         FilterSetup band{cutoff, 0.0f, 2, 0};
         const double centre = gainAt(band, hz);
@@ -188,13 +184,46 @@ TEST(VEXFilter, CombModeAndSampleHoldModesProduceTheirSound) {
     }
 }
 
-// The side-by-side copies of bank 1 add an octave-up stage: the lowpass passes more
-// an octave above the cutoff than bank 0 does.
-TEST(VEXFilter, BankOneCopiesWidenTheResponse) {
-    const double hz = MFVEXFilter::cutoffHz(0.4f);
-    const double single = gainAt({0.4f, 0.0f, 4, 0}, hz * 2);
-    const double copies = gainAt({0.4f, 0.0f, 4, 1}, hz * 2);
-    EXPECT_GT(toDb(copies) - toDb(single), 3.0);
+// The side-by-side copies of bank 1 stand below the cutoff: the resonant band mode has a
+// second formant an octave down, with a valley between, where bank 0 has one peak.
+TEST(VEXFilter, BankOneCopiesAddAFormantAnOctaveDown) {
+    const float cutoff = 0.5f;
+    const double hz = MFVEXFilter::cutoffHz(cutoff);
+    const FilterSetup copies{cutoff, 1.0f, 2, 1};
+    const double valley = toDb(gainAt(copies, hz * 0.7));
+    EXPECT_GT(toDb(gainAt(copies, hz)) - valley, 10.0);
+    EXPECT_GT(toDb(gainAt(copies, hz * 0.5)) - valley, 10.0);
+    const FilterSetup single{cutoff, 1.0f, 2, 0};
+    EXPECT_GT(toDb(gainAt(single, hz)) - toDb(gainAt(single, hz * 0.5)), 15.0);
+}
+
+// A zone opening and closing at a low lane mix puts no step into the output: the largest
+// sample-to-sample step of a 0.9 sine at 100 Hz (its own: 0.0128) grows by at most 2 %,
+// which the mix ramp's share (mix / 64 of the signal per sample) stays well inside.
+TEST(VEXFilter, ZoneEdgesAtALowMixAddNoStep) {
+    for (float mix : {1e-4f, 1e-2f})
+        for (int mode : {4, 1, 6}) {
+            TestContext c(44100.0f);
+            MFVEXFilter f(179, c.info);
+            configure(f, {0.3f, 0.5f, mode, 0});
+            EffectDriver driver(f, -1);
+            driver.setMix(0.0f);
+            // Mix values set in the hook reach the effect from the next tick on.
+            driver.onTick([&](int64_t tick) {
+                if (tick == 11)
+                    driver.setMix(mix); // the zone opens at a trough of the sine
+                if (tick == 35)
+                    driver.setMix(0.0f); // and closes near a crest
+            });
+            const std::vector<float> in = signal::sine(100.0, 44100.0, 64 * 60, 0.9f);
+            std::vector<float> l = in, r = in;
+            {
+                MFRoundingGuard truncation;
+                driver.run(l, r);
+            }
+            EXPECT_LE(signal::largestStep(l), signal::largestStep(in) * 1.02f)
+                << "mix " << mix << " mode " << mode;
+        }
 }
 
 // Wet at zero and nothing moving: process leaves the samples bit for bit.

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <thread>
 #include <vector>
@@ -348,6 +349,43 @@ TEST(PluginObject, SuspendZeroesEverySampleBuffer) {
 
     c.dispatcher(effMainsChanged, 0, 0, nullptr, 0.0f);
     EXPECT_FALSE(anyRegisteredSample(c.getBufferRegistry()));
+}
+
+// A NaN or infinite host sample counts as silence: it reaches neither the chain, nor the
+// level follower, nor the output's DC filter, whose state would otherwise keep it for
+// good. Two plug-ins, one fed bursts of bad samples and one zeros there, play the same bits;
+// after a suspend and resume both go on alike.
+TEST(BlockDriver, BadHostSamplesCountAsSilence) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    Rig poisoned, clean;
+    const std::size_t n = 8820;
+    std::vector<float> l(n), r(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        l[i] = 0.5f * std::sin(float(i) * 0.05f);
+        r[i] = -l[i];
+    }
+    std::vector<float> bl = l, br = r, ol(n), orr(n), cl(n), cr(n);
+    for (std::size_t i : {std::size_t(10), std::size_t(11), std::size_t(700), std::size_t(4000)}) {
+        bl[i] = nan;
+        br[i] = i % 2 ? inf : -inf;
+        l[i] = r[i] = 0.0f;
+    }
+    poisoned.run(bl, br, ol, orr, {64, 37, 1, 512});
+    clean.run(l, r, cl, cr, {64, 37, 1, 512});
+    for (std::size_t i = 0; i < n; ++i)
+        ASSERT_TRUE(std::isfinite(ol[i]) && std::isfinite(orr[i])) << "sample " << i;
+    EXPECT_EQ(0, std::memcmp(ol.data(), cl.data(), n * sizeof(float)));
+    EXPECT_EQ(0, std::memcmp(orr.data(), cr.data(), n * sizeof(float)));
+
+    for (Rig* rig : {&poisoned, &clean}) {
+        rig->client->dispatcher(effMainsChanged, 0, 0, nullptr, 0.0f);
+        rig->client->dispatcher(effMainsChanged, 0, 1, nullptr, 0.0f);
+    }
+    poisoned.run(l, r, ol, orr, {256});
+    clean.run(l, r, cl, cr, {256});
+    EXPECT_TRUE(std::isfinite(ol[0]));
+    EXPECT_EQ(0, std::memcmp(ol.data(), cl.data(), n * sizeof(float)));
 }
 
 } // namespace

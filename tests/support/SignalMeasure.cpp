@@ -2,6 +2,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <complex>
 #include <cstdint>
 
 namespace testsupport {
@@ -28,6 +29,13 @@ bool allFinite(const float* x, std::size_t n) {
         if (!std::isfinite(x[i]))
             return false;
     return true;
+}
+
+float largestStep(const std::vector<float>& x) {
+    float step = 0.0f;
+    for (std::size_t i = 1; i < x.size(); ++i)
+        step = std::fmax(step, std::fabs(x[i] - x[i - 1]));
+    return step;
 }
 
 std::size_t denormalCount(const float* x, std::size_t n) {
@@ -62,6 +70,46 @@ double dominantFrequency(const float* x, std::size_t n, double sampleRate, doubl
         }
     }
     return best;
+}
+
+double transformMagnitude(const float* x, std::size_t n, double frequency, double sampleRate) {
+    const std::complex<double> turn = std::polar(1.0, -2.0 * M_PI * frequency / sampleRate);
+    std::complex<double> z = 1.0, sum = 0.0;
+    for (std::size_t i = 0; i < n; ++i) {
+        sum += double(x[i]) * z;
+        z *= turn;
+        if ((i & 1023) == 1023)
+            z /= std::abs(z); // keeps the rotation on the unit circle over long sums
+    }
+    return std::abs(sum);
+}
+
+std::vector<double> magnitudeSpectrum(const float* x, std::size_t n) {
+    std::vector<std::complex<double>> a(n);
+    for (std::size_t i = 0, j = 0; i < n; ++i) {
+        a[j] = x[i]; // bit-reversed order
+        std::size_t bit = n >> 1;
+        for (; bit != 0 && (j & bit) != 0; bit >>= 1)
+            j ^= bit;
+        j |= bit;
+    }
+    for (std::size_t len = 2; len <= n; len <<= 1) {
+        const std::complex<double> step = std::polar(1.0, -2.0 * M_PI / double(len));
+        for (std::size_t start = 0; start < n; start += len) {
+            std::complex<double> w = 1.0;
+            for (std::size_t k = 0; k < len / 2; ++k) {
+                const std::complex<double> u = a[start + k];
+                const std::complex<double> v = a[start + k + len / 2] * w;
+                a[start + k] = u + v;
+                a[start + k + len / 2] = u - v;
+                w *= step;
+            }
+        }
+    }
+    std::vector<double> out(n / 2 + 1);
+    for (std::size_t k = 0; k < out.size(); ++k)
+        out[k] = std::abs(a[k]);
+    return out;
 }
 
 std::vector<float> sine(double frequency, double sampleRate, std::size_t n, float amplitude) {

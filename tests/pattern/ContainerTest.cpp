@@ -12,26 +12,6 @@
 
 using Lane = MFZoneHandlerContainer<MFFloatZoneHandler>;
 
-namespace {
-
-void paint(MFZoneHandlerInterface& lane, int32_t start, int32_t end) {
-    MFZone* zone = lane.createZone(0);
-    zone->setRange(start, end);
-    ASSERT_TRUE(lane.addZone(zone));
-}
-
-std::vector<uint32_t> serialise(MFChunkableClass& object) {
-    MFChunk c;
-    c.beginMeasure(120.0f, 44100.0f);
-    object.writeChunk(c);
-    c.allocateMeasured();
-    c.position = 0;
-    object.writeChunk(c);
-    return std::vector<uint32_t>(c.data, c.data + c.capacity());
-}
-
-} // namespace
-
 TEST(Container, ForwardsToCurrentPatternAndInitsOnlyIt) {
     PatternContext ctx;
     Lane lane(ctx.info, 1, 12, false);
@@ -70,7 +50,7 @@ TEST(Container, BodyFormAndReadingIgnoresCurrent) {
     const std::vector<uint32_t> expected = {512795, 1,      2, 1,           // header
                                             1,      520860, 0,              // pattern 0
                                             1,      520860, 1, 0, 0, 2, 3}; // pattern 1
-    EXPECT_EQ(serialise(lane), expected);
+    EXPECT_EQ(writeWords(lane), expected);
 
     Lane copy(ctx.info, 1, 12, false);
     copy.current = 0;
@@ -111,7 +91,7 @@ TEST(Container, BodyFormAndReadingIgnoresCurrent) {
     Lane twelve(ctx.info, 1, 12, false);
     twelve.current = 7;
     paint(twelve, 4, 9);
-    const std::vector<uint32_t> longBody = serialise(twelve);
+    const std::vector<uint32_t> longBody = writeWords(twelve);
     MFChunk check;
     check.attachCopy(longBody.data(), longBody.size() * 4);
     EXPECT_EQ(copy.readChunk(check, true), 1);

@@ -1,4 +1,4 @@
-#include "TableTestSupport.h"
+#include "PatternTestSupport.h"
 
 #include "pattern/MFTable.h"
 
@@ -13,7 +13,7 @@ constexpr uint32_t half = 0x3F000000u; // 0.5f
 
 // Exact float equality is meant where a value is stored, not computed.
 TEST(Table, GuardEntryFollowsEveryWriteAtIndexZero) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 32);
     ASSERT_EQ(t.getSize(), 32);
     t.setNormalised(0, 0.25f);
@@ -32,7 +32,7 @@ TEST(Table, GuardEntryFollowsEveryWriteAtIndexZero) {
 }
 
 TEST(Table, InterpolatedAndTruncatedReads) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 32);
     t.setValue(31, 0.2f);
     t.setValue(0, 0.6f);
@@ -62,7 +62,7 @@ TEST(Table, InterpolatedAndTruncatedReads) {
 }
 
 TEST(Table, WriteRulesForNeighboursRangeAndIntegers) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 8);
     t.setFlags(MFTable::flagNoEqualNeighbours);
     t.setValue(2, 0.4f);
@@ -105,7 +105,7 @@ TEST(Table, WriteRulesForNeighboursRangeAndIntegers) {
 }
 
 TEST(Table, RaiseAndLowerStepByRange) {
-    TableOwner o;
+    PatternContext o;
     MFTable unit(o.info, 4);
     unit.setValue(1, 0.5f);
     unit.setValue(2, 0.98f);
@@ -126,7 +126,7 @@ TEST(Table, RaiseAndLowerStepByRange) {
 }
 
 TEST(Table, SetSizeKeepsValuesAndHonoursItsOddTest) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 8);
     EXPECT_TRUE(o.registry.blocks().empty()); // a new table is not registered
     t.setFlags(MFTable::flagRegistered);
@@ -153,7 +153,7 @@ TEST(Table, SetSizeKeepsValuesAndHonoursItsOddTest) {
 }
 
 TEST(Table, SerialisedFormIsExactToTheWord) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 4);
     t.setRange(0.0f, 10.0f);
     t.setValue(1, 5.0f);
@@ -165,7 +165,7 @@ TEST(Table, SerialisedFormIsExactToTheWord) {
 }
 
 TEST(Table, ReadsEveryBodyForm) {
-    TableOwner o;
+    PatternContext o;
     {
         // No marker: version 0, values are normalised.
         MFTable t(o.info, 4);
@@ -214,7 +214,7 @@ TEST(Table, ReadsEveryBodyForm) {
 }
 
 TEST(Table, RoundTripOnTheUnitRange) {
-    TableOwner o;
+    PatternContext o;
     MFTable a(o.info, 32), b(o.info, 8);
     for (int i = 0; i < 32; ++i)
         a.setValue(i, static_cast<float>(i) / 32.0f);
@@ -227,7 +227,7 @@ TEST(Table, RoundTripOnTheUnitRange) {
 }
 
 TEST(Table, HostileOrTruncatedBodiesFailWithoutAllocating) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 4);
     for (uint32_t count : {0x7FFFFFFFu, 0x80000000u, 100u, 0xFFFFFFFFu}) {
         MFChunk c;
@@ -244,7 +244,7 @@ TEST(Table, HostileOrTruncatedBodiesFailWithoutAllocating) {
 }
 
 TEST(Table, PasteNeedsAnotherTableOfTheSameSize) {
-    TableOwner o;
+    PatternContext o;
     MFTable a(o.info, 8), b(o.info, 8), c(o.info, 4);
     a.setValue(5, 0.6f);
     a.copy();

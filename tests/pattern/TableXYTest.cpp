@@ -1,4 +1,4 @@
-#include "TableTestSupport.h"
+#include "PatternTestSupport.h"
 
 #include "pattern/MFRandom.h"
 #include "pattern/MFTableXY.h"
@@ -15,7 +15,7 @@ constexpr uint32_t quarter = 0x3E800000u; // 0.25f
 constexpr uint32_t twelve = 0x41400000u;  // 12.0f
 
 TEST(TableXY, SetRowIgnoresPositionsOutsideTheRows) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 32);
     t.setRowCount(12);
     ASSERT_EQ(t.getRowCount(), 12);
@@ -31,7 +31,7 @@ TEST(TableXY, SetRowIgnoresPositionsOutsideTheRows) {
 }
 
 TEST(TableXY, ReadsBlendTheCurrentRowWithTheNext) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 32);
     t.setRowCount(12);
     t.setRawOnRow(5, 2, 0.2f);
@@ -57,7 +57,7 @@ TEST(TableXY, ReadsBlendTheCurrentRowWithTheNext) {
 }
 
 TEST(TableXY, SetRowCountKeepsCommonRowsAndClampsTheCursor) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 8);
     t.setRange(0.0f, 12.0f);
     t.setRowCount(12);
@@ -78,7 +78,7 @@ TEST(TableXY, SetRowCountKeepsCommonRowsAndClampsTheCursor) {
 }
 
 TEST(TableXY, RandomWrapsAroundOne) {
-    TableOwner o;
+    PatternContext o;
     o.info.randomLow = 0.8f;
     o.info.randomHigh = 0.3f; // inverted: the range runs 0.8..1.0 and on from 0.0 to 0.3
     MFTableXY t(o.info, 32);
@@ -115,7 +115,7 @@ TEST(TableXY, RandomWrapsAroundOne) {
 }
 
 TEST(TableXY, RotationsOnTheCurrentRow) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 4);
     for (int i = 0; i < 4; ++i)
         t.setValue(i, 0.1f * static_cast<float>(i + 1));
@@ -132,7 +132,7 @@ TEST(TableXY, RotationsOnTheCurrentRow) {
 }
 
 TEST(TableXY, SerialisedFormIsExactToTheWord) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 2);
     t.setRowCount(2);
     t.setRawOnRow(0, 0, 0.5f);
@@ -145,7 +145,7 @@ TEST(TableXY, SerialisedFormIsExactToTheWord) {
 }
 
 TEST(TableXY, RoundTripKeepsRawValuesWhateverTheRange) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY a(o.info, 32), b(o.info, 32);
     a.setRange(-12.0f, 12.0f);
     a.setRowCount(12);
@@ -165,7 +165,7 @@ TEST(TableXY, RoundTripKeepsRawValuesWhateverTheRange) {
 }
 
 TEST(TableXY, ReadsEveryOlderBody) {
-    TableOwner o;
+    PatternContext o;
     {
         // 1001: normalised values, a name follows.
         MFTableXY t(o.info, 4);
@@ -215,7 +215,7 @@ TEST(TableXY, ReadsEveryOlderBody) {
 }
 
 TEST(TableXY, HostileAndTruncatedBodiesFail) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 4);
     const std::vector<std::vector<uint32_t>> hostile = {
         {0x27BAD581u, 1002, 0, one, 0, 0x7FFFFFFFu, 1, 0},
@@ -242,7 +242,7 @@ TEST(TableXY, HostileAndTruncatedBodiesFail) {
 }
 
 TEST(TableXY, CopyAndPasteByTagAndClone) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY a(o.info, 8), b(o.info, 8);
     a.setRowCount(4);
     b.setRowCount(4);

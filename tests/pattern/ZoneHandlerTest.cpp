@@ -12,25 +12,6 @@
 
 namespace {
 
-MFZone* paint(MFZoneHandler& lane, int32_t start, int32_t end) {
-    MFZone* zone = lane.createZone(0);
-    zone->setRange(start, end);
-    EXPECT_TRUE(lane.addZone(zone));
-    return zone;
-}
-
-std::vector<uint32_t> serialise(MFChunkableClass& object) {
-    MFChunk c;
-    c.beginMeasure(120.0f, 44100.0f);
-    object.writeChunk(c);
-    const int32_t measured = c.position;
-    c.allocateMeasured();
-    c.position = 0;
-    object.writeChunk(c);
-    EXPECT_EQ(c.position, measured);
-    return std::vector<uint32_t>(c.data, c.data + c.capacity());
-}
-
 int32_t readFrom(MFChunkableClass& object, const std::vector<uint32_t>& w, bool skip,
                  int32_t* consumed = nullptr) {
     MFChunk c;
@@ -173,12 +154,12 @@ TEST(ZoneHandler, BusyAudioDefersDeleteAndReportsOnce) {
 TEST(ZoneHandler, SerialisedFormIsWordExact) {
     PatternContext ctx;
     MFFloatZoneHandler lane(ctx.info, 1, false);
-    EXPECT_EQ(serialise(lane), (std::vector<uint32_t>{1, 520860, 0}));
+    EXPECT_EQ(writeWords(lane), (std::vector<uint32_t>{1, 520860, 0}));
     paint(lane, 3, 7);
     paint(lane, 0, 0);
     // Handler header, then per zone: type 0, zone marker 0, start, end; list order.
     const std::vector<uint32_t> expected = {1, 520860, 2, 0, 0, 0, 0, 0, 0, 3, 7};
-    EXPECT_EQ(serialise(lane), expected);
+    EXPECT_EQ(writeWords(lane), expected);
 
     MFFloatZoneHandler copy(ctx.info, 1, false);
     int32_t consumed = 0;
@@ -187,7 +168,7 @@ TEST(ZoneHandler, SerialisedFormIsWordExact) {
     EXPECT_EQ(copy.zoneCount(), 0) << "skip changes nothing";
     EXPECT_EQ(readFrom(copy, expected, false, &consumed), 1);
     EXPECT_EQ(consumed, 11);
-    EXPECT_EQ(serialise(copy), expected);
+    EXPECT_EQ(writeWords(copy), expected);
     EXPECT_EQ(copy.stepTable[7], 2.0f);
 
     // Older body without the magic: a first word of 0 goes straight to the count.

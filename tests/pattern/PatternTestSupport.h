@@ -51,3 +51,14 @@ inline void attachWords(MFChunk& c, const std::vector<uint32_t>& words) {
     c.attachCopy(words.data(), words.size() * 4);
     c.position = 0;
 }
+
+// Reads a body from the given words; the status, and how many words it took.
+inline int32_t readWords(MFChunkableClass& object, const std::vector<uint32_t>& words,
+                         bool skip = false, int32_t* consumed = nullptr) {
+    MFChunk c;
+    attachWords(c, words);
+    const int32_t status = object.readChunk(c, skip);
+    if (consumed)
+        *consumed = c.position;
+    return status;
+}

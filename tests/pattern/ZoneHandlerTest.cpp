@@ -12,16 +12,6 @@
 
 namespace {
 
-int32_t readFrom(MFChunkableClass& object, const std::vector<uint32_t>& w, bool skip,
-                 int32_t* consumed = nullptr) {
-    MFChunk c;
-    c.attachCopy(w.data(), w.size() * 4);
-    const int32_t status = object.readChunk(c, skip);
-    if (consumed)
-        *consumed = c.position;
-    return status;
-}
-
 std::vector<float> steps(const MFFloatZoneHandler& lane, int from, int to) {
     std::vector<float> v;
     for (int s = from; s <= to; ++s)
@@ -163,36 +153,36 @@ TEST(ZoneHandler, SerialisedFormIsWordExact) {
 
     MFFloatZoneHandler copy(ctx.info, 1, false);
     int32_t consumed = 0;
-    EXPECT_EQ(readFrom(copy, expected, true, &consumed), 1);
+    EXPECT_EQ(readWords(copy, expected, true, &consumed), 1);
     EXPECT_EQ(consumed, 11) << "skip consumes exactly the body";
     EXPECT_EQ(copy.zoneCount(), 0) << "skip changes nothing";
-    EXPECT_EQ(readFrom(copy, expected, false, &consumed), 1);
+    EXPECT_EQ(readWords(copy, expected, false, &consumed), 1);
     EXPECT_EQ(consumed, 11);
     EXPECT_EQ(writeWords(copy), expected);
     EXPECT_EQ(copy.stepTable[7], 2.0f);
 
     // Older body without the magic: a first word of 0 goes straight to the count.
     MFFloatZoneHandler legacy(ctx.info, 1, false);
-    EXPECT_EQ(readFrom(legacy, {0, 1, 0, 0, 5, 6}, false), 1);
+    EXPECT_EQ(readWords(legacy, {0, 1, 0, 0, 5, 6}, false), 1);
     ASSERT_EQ(legacy.zoneCount(), 1);
     EXPECT_EQ(legacy.zoneByIndex(0)->start, 5);
     // An empty body leaves the lane as it was; reading adds to existing zones.
-    EXPECT_EQ(readFrom(legacy, {1, 520860, 0}, false), 1);
+    EXPECT_EQ(readWords(legacy, {1, 520860, 0}, false), 1);
     EXPECT_EQ(legacy.zoneCount(), 1);
-    EXPECT_EQ(readFrom(legacy, {1, 520860, 1, 0, 0, 9, 9}, false), 1);
+    EXPECT_EQ(readWords(legacy, {1, 520860, 1, 0, 0, 9, 9}, false), 1);
     EXPECT_EQ(legacy.zoneCount(), 2);
 }
 
 TEST(ZoneHandler, CorruptAndTruncatedBodiesFail) {
     PatternContext ctx;
     MFFloatZoneHandler lane(ctx.info, 1, false);
-    EXPECT_EQ(readFrom(lane, {1, 520861, 0}, false), 3) << "wrong magic";
-    EXPECT_EQ(readFrom(lane, {1, 520860, 1, 0, 1, 2, 3}, false), 3) << "zone marker 1";
+    EXPECT_EQ(readWords(lane, {1, 520861, 0}, false), 3) << "wrong magic";
+    EXPECT_EQ(readWords(lane, {1, 520860, 1, 0, 1, 2, 3}, false), 3) << "zone marker 1";
     EXPECT_EQ(lane.zoneCount(), 0) << "the half-built zone is destroyed";
-    EXPECT_EQ(readFrom(lane, {1, 520860, 2, 0, 0, 2, 3, 0, 0}, false), 3) << "truncated";
-    EXPECT_EQ(readFrom(lane, {1, 520860, 0x7FFFFFFF, 0, 0, 1, 1}, false), 3) << "huge count";
-    EXPECT_EQ(readFrom(lane, {1}, false), 3);
-    EXPECT_EQ(readFrom(lane, {}, true), 3);
+    EXPECT_EQ(readWords(lane, {1, 520860, 2, 0, 0, 2, 3, 0, 0}, false), 3) << "truncated";
+    EXPECT_EQ(readWords(lane, {1, 520860, 0x7FFFFFFF, 0, 0, 1, 1}, false), 3) << "huge count";
+    EXPECT_EQ(readWords(lane, {1}, false), 3);
+    EXPECT_EQ(readWords(lane, {}, true), 3);
 }
 
 TEST(ZoneHandler, ClipboardAndRegistry) {

@@ -54,36 +54,29 @@ TEST(Container, BodyFormAndReadingIgnoresCurrent) {
 
     Lane copy(ctx.info, 1, 12, false);
     copy.current = 0;
-    MFChunk c;
     auto body = expected;
     body[3] = 5; // the stored current pattern is ignored
-    c.attachCopy(body.data(), body.size() * 4);
-    EXPECT_EQ(copy.readChunk(c, false), 1);
-    EXPECT_EQ(c.position, int32_t(body.size()));
+    int32_t consumed = 0;
+    EXPECT_EQ(readWords(copy, body, false, &consumed), 1);
+    EXPECT_EQ(consumed, int32_t(body.size()));
     EXPECT_EQ(copy.current, 0);
     EXPECT_EQ(copy.handlerCount, 2);
     EXPECT_EQ(copy.handler(2), nullptr);
     EXPECT_EQ(copy.handler(1)->zoneByIndex(0)->end, 3);
 
     // Skip consumes the same words and leaves the handlers alone.
-    MFChunk skip;
-    skip.attachCopy(body.data(), body.size() * 4);
-    EXPECT_EQ(copy.readChunk(skip, true), 1);
-    EXPECT_EQ(skip.position, int32_t(body.size()));
+    EXPECT_EQ(readWords(copy, body, true, &consumed), 1);
+    EXPECT_EQ(consumed, int32_t(body.size()));
     EXPECT_EQ(copy.handler(1)->zoneCount(), 1);
 
     // Counts without usable patterns or a truncated body fail and keep the lane usable.
     for (uint32_t count : {0u, 64u, 0xFFFFFFFFu}) {
         auto bad = body;
         bad[2] = count;
-        MFChunk k;
-        k.attachCopy(bad.data(), bad.size() * 4);
-        EXPECT_EQ(copy.readChunk(k, false), 0);
+        EXPECT_EQ(readWords(copy, bad), 0);
         EXPECT_NE(copy.currentHandler(), nullptr);
     }
-    MFChunk cut;
-    cut.attachCopy(body.data(), 12 * 4);
-    EXPECT_EQ(copy.readChunk(cut, false), 0);
+    EXPECT_EQ(readWords(copy, std::vector<uint32_t>(body.begin(), body.begin() + 12)), 0);
     EXPECT_NE(copy.currentHandler(), nullptr);
 
     // A lane with fewer patterns than a body holds still steps over all of them when it
@@ -92,10 +85,8 @@ TEST(Container, BodyFormAndReadingIgnoresCurrent) {
     twelve.current = 7;
     paint(twelve, 4, 9);
     const std::vector<uint32_t> longBody = writeWords(twelve);
-    MFChunk check;
-    check.attachCopy(longBody.data(), longBody.size() * 4);
-    EXPECT_EQ(copy.readChunk(check, true), 1);
-    EXPECT_EQ(check.position, int32_t(longBody.size()));
+    EXPECT_EQ(readWords(copy, longBody, true, &consumed), 1);
+    EXPECT_EQ(consumed, int32_t(longBody.size()));
     EXPECT_EQ(copy.handlerCount, 2) << "a check changes nothing";
 }
 

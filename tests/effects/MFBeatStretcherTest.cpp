@@ -56,18 +56,11 @@ TEST(MFBeatStretcher, ParametersNamesAndDisplays) {
     EXPECT_EQ(fx.isEnabled(), 1);
     EXPECT_TRUE(fx.isBipolar(1));
     EXPECT_FALSE(fx.isBipolar(0));
-    EXPECT_FLOAT_EQ(fx.getParameterSteps(1), 0.0f);
 
     fx.getParameterDisplay(0, 1.0f, text);
     EXPECT_STREQ(text, "100 %");
-    fx.getParameterDisplay(0, 0.5f, text);
-    EXPECT_STREQ(text, "50.00 %");
-    fx.getParameterDisplay(1, 0.0f, text);
-    EXPECT_STREQ(text, "-100 %");
     fx.getParameterDisplay(1, 0.25f, text);
     EXPECT_STREQ(text, "-50.00 %");
-    fx.getParameterDisplay(1, 1.0f, text);
-    EXPECT_STREQ(text, "100 %");
     fx.getParameterDisplay(2, 0.125f, text);
     EXPECT_STREQ(text, "12.50 %");
     fx.getParameterDisplay(3, 0.125f, text);
@@ -126,8 +119,7 @@ TEST(MFBeatStretcher, FullAmountReproducesTheInputThenCrossesBackToTheCaptureSta
                   jump / float(fade) + rampSlope + rampTolerance)
             << k;
     for (int j = 0; j < 2000; ++j)
-        ASSERT_NEAR(rig.outL[end + std::size_t(j)], rig.inL[open + std::size_t(j)],
-                    rampTolerance)
+        ASSERT_NEAR(rig.outL[end + std::size_t(j)], rig.inL[open + std::size_t(j)], rampTolerance)
             << j;
 }
 

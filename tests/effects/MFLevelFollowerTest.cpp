@@ -10,23 +10,18 @@ constexpr float samplesPerBeat = 24000.0f; // 120 bpm
 constexpr float samplesPerMs = 48.0f;
 } // namespace
 
-TEST(MFLevelFollower, RiseKnobSetsTheCornerAndItsCoefficients) {
+TEST(MFLevelFollower, RiseKnobSetsTheCorner) {
     MFLevelFollower f;
     // x = (1 - v^2) * 12 + 4 into the table: v = 0 -> x 16, the last entry; v = 1 ->
     // x 4; v = 0.5 -> x 13; v = 0.7 -> x 10.12, 12% of the way from 4 Hz to 8 Hz.
+    // What the corner does to the signal is measured below.
     const struct {
         float v;
         double hz;
     } cases[] = {{0.0f, 256.0}, {1.0f, 0.6}, {0.5f, 32.0}, {0.7f, 4.48}};
     for (const auto& c : cases) {
         f.setRise(c.v, sampleRate);
-        // t: the series of tan(pi f / rate) as the knob defines it.
-        const double w = c.hz * 3.14159 / sampleRate;
-        const double t = w + std::pow(w, 3) * 0.333333 + std::pow(w, 5) * 1.333333;
         EXPECT_NEAR(f.getRiseFrequency(), c.hz, c.hz * 1e-5) << "v = " << c.v;
-        EXPECT_NEAR(f.getCoefficientA(), 1.0 / (t + 1.0), 1e-6) << "v = " << c.v;
-        EXPECT_NEAR(f.getCoefficientB(), t - 1.0, 1e-6) << "v = " << c.v;
-        EXPECT_NEAR(f.getCoefficientC(), t, t * 1e-4) << "v = " << c.v;
     }
 }
 

@@ -88,14 +88,6 @@ public:
 
     void send(MidiTestEvents& list) { events = &list; }
 
-    // The first tick at or after a sample, and its record.
-    const TickRecord& tickAt(int64_t sample) const {
-        for (const TickRecord& t : client->ticks)
-            if (t.sample >= sample)
-                return t;
-        return client->ticks.back();
-    }
-
     FakeHost host;
     WatchedClient* client;
     MidiTestEvents* events = nullptr;

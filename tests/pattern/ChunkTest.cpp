@@ -1,3 +1,4 @@
+#include "PatternTestSupport.h"
 #include "pattern/MFChunk.h"
 #include "pattern/MFRandom.h"
 #include "platform/MFMessageService.h"
@@ -12,12 +13,6 @@ namespace {
 
 std::vector<uint32_t> words(const MFChunk& c) {
     return std::vector<uint32_t>(c.data, c.data + c.capacity());
-}
-
-uint32_t bitsOf(float f) {
-    uint32_t u;
-    std::memcpy(&u, &f, 4);
-    return u;
 }
 
 // Runs a writer through both passes and returns the words written.

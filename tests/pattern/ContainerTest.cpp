@@ -12,26 +12,6 @@
 
 using Lane = MFZoneHandlerContainer<MFFloatZoneHandler>;
 
-namespace {
-
-void paint(MFZoneHandlerInterface& lane, int32_t start, int32_t end) {
-    MFZone* zone = lane.createZone(0);
-    zone->setRange(start, end);
-    ASSERT_TRUE(lane.addZone(zone));
-}
-
-std::vector<uint32_t> serialise(MFChunkableClass& object) {
-    MFChunk c;
-    c.beginMeasure(120.0f, 44100.0f);
-    object.writeChunk(c);
-    c.allocateMeasured();
-    c.position = 0;
-    object.writeChunk(c);
-    return std::vector<uint32_t>(c.data, c.data + c.capacity());
-}
-
-} // namespace
-
 TEST(Container, ForwardsToCurrentPatternAndInitsOnlyIt) {
     PatternContext ctx;
     Lane lane(ctx.info, 1, 12, false);
@@ -70,40 +50,33 @@ TEST(Container, BodyFormAndReadingIgnoresCurrent) {
     const std::vector<uint32_t> expected = {512795, 1,      2, 1,           // header
                                             1,      520860, 0,              // pattern 0
                                             1,      520860, 1, 0, 0, 2, 3}; // pattern 1
-    EXPECT_EQ(serialise(lane), expected);
+    EXPECT_EQ(writeWords(lane), expected);
 
     Lane copy(ctx.info, 1, 12, false);
     copy.current = 0;
-    MFChunk c;
     auto body = expected;
     body[3] = 5; // the stored current pattern is ignored
-    c.attachCopy(body.data(), body.size() * 4);
-    EXPECT_EQ(copy.readChunk(c, false), 1);
-    EXPECT_EQ(c.position, int32_t(body.size()));
+    int32_t consumed = 0;
+    EXPECT_EQ(readWords(copy, body, false, &consumed), 1);
+    EXPECT_EQ(consumed, int32_t(body.size()));
     EXPECT_EQ(copy.current, 0);
     EXPECT_EQ(copy.handlerCount, 2);
     EXPECT_EQ(copy.handler(2), nullptr);
     EXPECT_EQ(copy.handler(1)->zoneByIndex(0)->end, 3);
 
     // Skip consumes the same words and leaves the handlers alone.
-    MFChunk skip;
-    skip.attachCopy(body.data(), body.size() * 4);
-    EXPECT_EQ(copy.readChunk(skip, true), 1);
-    EXPECT_EQ(skip.position, int32_t(body.size()));
+    EXPECT_EQ(readWords(copy, body, true, &consumed), 1);
+    EXPECT_EQ(consumed, int32_t(body.size()));
     EXPECT_EQ(copy.handler(1)->zoneCount(), 1);
 
     // Counts without usable patterns or a truncated body fail and keep the lane usable.
     for (uint32_t count : {0u, 64u, 0xFFFFFFFFu}) {
         auto bad = body;
         bad[2] = count;
-        MFChunk k;
-        k.attachCopy(bad.data(), bad.size() * 4);
-        EXPECT_EQ(copy.readChunk(k, false), 0);
+        EXPECT_EQ(readWords(copy, bad), 0);
         EXPECT_NE(copy.currentHandler(), nullptr);
     }
-    MFChunk cut;
-    cut.attachCopy(body.data(), 12 * 4);
-    EXPECT_EQ(copy.readChunk(cut, false), 0);
+    EXPECT_EQ(readWords(copy, std::vector<uint32_t>(body.begin(), body.begin() + 12)), 0);
     EXPECT_NE(copy.currentHandler(), nullptr);
 
     // A lane with fewer patterns than a body holds still steps over all of them when it
@@ -111,11 +84,9 @@ TEST(Container, BodyFormAndReadingIgnoresCurrent) {
     Lane twelve(ctx.info, 1, 12, false);
     twelve.current = 7;
     paint(twelve, 4, 9);
-    const std::vector<uint32_t> longBody = serialise(twelve);
-    MFChunk check;
-    check.attachCopy(longBody.data(), longBody.size() * 4);
-    EXPECT_EQ(copy.readChunk(check, true), 1);
-    EXPECT_EQ(check.position, int32_t(longBody.size()));
+    const std::vector<uint32_t> longBody = writeWords(twelve);
+    EXPECT_EQ(readWords(copy, longBody, true, &consumed), 1);
+    EXPECT_EQ(consumed, int32_t(longBody.size()));
     EXPECT_EQ(copy.handlerCount, 2) << "a check changes nothing";
 }
 

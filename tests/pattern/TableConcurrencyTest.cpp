@@ -1,4 +1,4 @@
-#include "TableTestSupport.h"
+#include "PatternTestSupport.h"
 
 #include "pattern/MFRandom.h"
 #include "pattern/MFTableXY.h"
@@ -13,7 +13,7 @@ namespace {
 // reads: no lock on either side. Under ThreadSanitizer this must report no race;
 // in every build every read must stay a finite value inside the blended range.
 TEST(TableConcurrency, EditorWritesWhileAudioReads) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 32);
     t.setRowCount(12);
     t.setRow(4.5f);

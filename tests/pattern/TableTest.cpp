@@ -1,4 +1,4 @@
-#include "TableTestSupport.h"
+#include "PatternTestSupport.h"
 
 #include "pattern/MFTable.h"
 
@@ -13,7 +13,7 @@ constexpr uint32_t half = 0x3F000000u; // 0.5f
 
 // Exact float equality is meant where a value is stored, not computed.
 TEST(Table, GuardEntryFollowsEveryWriteAtIndexZero) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 32);
     ASSERT_EQ(t.getSize(), 32);
     t.setNormalised(0, 0.25f);
@@ -32,7 +32,7 @@ TEST(Table, GuardEntryFollowsEveryWriteAtIndexZero) {
 }
 
 TEST(Table, InterpolatedAndTruncatedReads) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 32);
     t.setValue(31, 0.2f);
     t.setValue(0, 0.6f);
@@ -62,7 +62,7 @@ TEST(Table, InterpolatedAndTruncatedReads) {
 }
 
 TEST(Table, WriteRulesForNeighboursRangeAndIntegers) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 8);
     t.setFlags(MFTable::flagNoEqualNeighbours);
     t.setValue(2, 0.4f);
@@ -105,7 +105,7 @@ TEST(Table, WriteRulesForNeighboursRangeAndIntegers) {
 }
 
 TEST(Table, RaiseAndLowerStepByRange) {
-    TableOwner o;
+    PatternContext o;
     MFTable unit(o.info, 4);
     unit.setValue(1, 0.5f);
     unit.setValue(2, 0.98f);
@@ -126,7 +126,7 @@ TEST(Table, RaiseAndLowerStepByRange) {
 }
 
 TEST(Table, SetSizeKeepsValuesAndHonoursItsOddTest) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 8);
     EXPECT_TRUE(o.registry.blocks().empty()); // a new table is not registered
     t.setFlags(MFTable::flagRegistered);
@@ -153,7 +153,7 @@ TEST(Table, SetSizeKeepsValuesAndHonoursItsOddTest) {
 }
 
 TEST(Table, SerialisedFormIsExactToTheWord) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 4);
     t.setRange(0.0f, 10.0f);
     t.setValue(1, 5.0f);
@@ -165,25 +165,22 @@ TEST(Table, SerialisedFormIsExactToTheWord) {
 }
 
 TEST(Table, ReadsEveryBodyForm) {
-    TableOwner o;
+    PatternContext o;
     {
         // No marker: version 0, values are normalised.
         MFTable t(o.info, 4);
-        MFChunk c;
-        attachWords(c, {0, ten, 0, 2, half, 0x3E800000u});
-        EXPECT_EQ(t.readChunk(c, false), 1);
+        int32_t consumed = 0;
+        EXPECT_EQ(readWords(t, {0, ten, 0, 2, half, 0x3E800000u}, false, &consumed), 1);
         EXPECT_EQ(t.getSize(), 2);
         EXPECT_EQ(t.rawEntry(0), 5.0f);
         EXPECT_EQ(t.rawEntry(1), 2.5f);
         EXPECT_EQ(t.rawEntry(2), 5.0f);
-        EXPECT_EQ(c.position, 6);
+        EXPECT_EQ(consumed, 6);
     }
     {
         // Marker and version 1: values are taken as plain values.
         MFTable t(o.info, 4);
-        MFChunk c;
-        attachWords(c, {0, ten, 0, 0xFFCB4286u, 1, 2, half, one});
-        EXPECT_EQ(t.readChunk(c, false), 1);
+        EXPECT_EQ(readWords(t, {0, ten, 0, 0xFFCB4286u, 1, 2, half, one}), 1);
         EXPECT_EQ(t.getMaximum(), 10.0f);
         EXPECT_EQ(t.rawEntry(0), 0.5f);
         EXPECT_EQ(t.rawEntry(1), 1.0f);
@@ -193,10 +190,11 @@ TEST(Table, ReadsEveryBodyForm) {
         // Skip consumes the same words and changes nothing.
         MFTable t(o.info, 4);
         t.setValue(1, 0.3f);
-        MFChunk c;
-        attachWords(c, {0, ten, 0, 0xFFCB4286u, 1, 2, half, one, 0xDEADBEEFu});
-        EXPECT_EQ(t.readChunk(c, true), 1);
-        EXPECT_EQ(c.position, 8);
+        int32_t consumed = 0;
+        EXPECT_EQ(
+            readWords(t, {0, ten, 0, 0xFFCB4286u, 1, 2, half, one, 0xDEADBEEFu}, true, &consumed),
+            1);
+        EXPECT_EQ(consumed, 8);
         EXPECT_EQ(t.getSize(), 4);
         EXPECT_EQ(t.getMaximum(), 1.0f);
         EXPECT_EQ(t.rawEntry(1), 0.3f);
@@ -214,37 +212,32 @@ TEST(Table, ReadsEveryBodyForm) {
 }
 
 TEST(Table, RoundTripOnTheUnitRange) {
-    TableOwner o;
+    PatternContext o;
     MFTable a(o.info, 32), b(o.info, 8);
     for (int i = 0; i < 32; ++i)
         a.setValue(i, static_cast<float>(i) / 32.0f);
-    MFChunk c;
-    attachWords(c, writeWords(a));
-    ASSERT_EQ(b.readChunk(c, false), 1);
+    ASSERT_EQ(readWords(b, writeWords(a)), 1);
     ASSERT_EQ(b.getSize(), 32);
     for (int i = 0; i <= 32; ++i)
         EXPECT_EQ(b.rawEntry(i), a.rawEntry(i)) << i;
 }
 
 TEST(Table, HostileOrTruncatedBodiesFailWithoutAllocating) {
-    TableOwner o;
+    PatternContext o;
     MFTable t(o.info, 4);
     for (uint32_t count : {0x7FFFFFFFu, 0x80000000u, 100u, 0xFFFFFFFFu}) {
-        MFChunk c;
-        attachWords(c, {0, one, 0, 0xFFCB4286u, 1, count, half});
-        EXPECT_EQ(t.readChunk(c, false), 0) << count;
+        EXPECT_EQ(readWords(t, {0, one, 0, 0xFFCB4286u, 1, count, half}), 0) << count;
         EXPECT_EQ(t.getSize(), 4) << "a bad count must not resize";
     }
     const std::vector<uint32_t> body = {0, one, 0, 0xFFCB4286u, 1, 3, half, one, half};
     for (size_t n = 0; n < body.size(); ++n) {
-        MFChunk c;
-        attachWords(c, std::vector<uint32_t>(body.begin(), body.begin() + n));
-        EXPECT_EQ(t.readChunk(c, false), 0) << "truncated to " << n << " words";
+        EXPECT_EQ(readWords(t, std::vector<uint32_t>(body.begin(), body.begin() + n)), 0)
+            << "truncated to " << n << " words";
     }
 }
 
 TEST(Table, PasteNeedsAnotherTableOfTheSameSize) {
-    TableOwner o;
+    PatternContext o;
     MFTable a(o.info, 8), b(o.info, 8), c(o.info, 4);
     a.setValue(5, 0.6f);
     a.copy();

@@ -1,4 +1,4 @@
-#include "TableTestSupport.h"
+#include "PatternTestSupport.h"
 
 #include "pattern/MFRandom.h"
 #include "pattern/MFTableXY.h"
@@ -15,7 +15,7 @@ constexpr uint32_t quarter = 0x3E800000u; // 0.25f
 constexpr uint32_t twelve = 0x41400000u;  // 12.0f
 
 TEST(TableXY, SetRowIgnoresPositionsOutsideTheRows) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 32);
     t.setRowCount(12);
     ASSERT_EQ(t.getRowCount(), 12);
@@ -31,7 +31,7 @@ TEST(TableXY, SetRowIgnoresPositionsOutsideTheRows) {
 }
 
 TEST(TableXY, ReadsBlendTheCurrentRowWithTheNext) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 32);
     t.setRowCount(12);
     t.setRawOnRow(5, 2, 0.2f);
@@ -57,7 +57,7 @@ TEST(TableXY, ReadsBlendTheCurrentRowWithTheNext) {
 }
 
 TEST(TableXY, SetRowCountKeepsCommonRowsAndClampsTheCursor) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 8);
     t.setRange(0.0f, 12.0f);
     t.setRowCount(12);
@@ -78,7 +78,7 @@ TEST(TableXY, SetRowCountKeepsCommonRowsAndClampsTheCursor) {
 }
 
 TEST(TableXY, RandomWrapsAroundOne) {
-    TableOwner o;
+    PatternContext o;
     o.info.randomLow = 0.8f;
     o.info.randomHigh = 0.3f; // inverted: the range runs 0.8..1.0 and on from 0.0 to 0.3
     MFTableXY t(o.info, 32);
@@ -115,7 +115,7 @@ TEST(TableXY, RandomWrapsAroundOne) {
 }
 
 TEST(TableXY, RotationsOnTheCurrentRow) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 4);
     for (int i = 0; i < 4; ++i)
         t.setValue(i, 0.1f * static_cast<float>(i + 1));
@@ -132,7 +132,7 @@ TEST(TableXY, RotationsOnTheCurrentRow) {
 }
 
 TEST(TableXY, SerialisedFormIsExactToTheWord) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 2);
     t.setRowCount(2);
     t.setRawOnRow(0, 0, 0.5f);
@@ -145,16 +145,14 @@ TEST(TableXY, SerialisedFormIsExactToTheWord) {
 }
 
 TEST(TableXY, RoundTripKeepsRawValuesWhateverTheRange) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY a(o.info, 32), b(o.info, 32);
     a.setRange(-12.0f, 12.0f);
     a.setRowCount(12);
     for (int r = 0; r < 12; ++r)
         for (int c = 0; c < 32; ++c)
             a.setRawOnRow(c, r, static_cast<float>(r - c) * 0.5f);
-    MFChunk chunk;
-    attachWords(chunk, writeWords(a));
-    ASSERT_EQ(b.readChunk(chunk, false), 1);
+    ASSERT_EQ(readWords(b, writeWords(a)), 1);
     EXPECT_EQ(b.getMinimum(), -12.0f);
     ASSERT_EQ(b.getRowCount(), 12);
     for (int r = 0; r < 12; ++r)
@@ -165,13 +163,13 @@ TEST(TableXY, RoundTripKeepsRawValuesWhateverTheRange) {
 }
 
 TEST(TableXY, ReadsEveryOlderBody) {
-    TableOwner o;
+    PatternContext o;
     {
         // 1001: normalised values, a name follows.
         MFTableXY t(o.info, 4);
-        MFChunk c;
-        attachWords(c, {0x27BAD581u, 1001, 0, twelve, 0, 2, 1, half, quarter, 2, 0x00006261u});
-        ASSERT_EQ(t.readChunk(c, false), 1);
+        ASSERT_EQ(
+            readWords(t, {0x27BAD581u, 1001, 0, twelve, 0, 2, 1, half, quarter, 2, 0x00006261u}),
+            1);
         EXPECT_EQ(t.rawAt(0, 0), 6.0f);
         EXPECT_EQ(t.rawAt(1, 0), 3.0f);
         EXPECT_EQ(t.getName(), "ab");
@@ -179,10 +177,10 @@ TEST(TableXY, ReadsEveryOlderBody) {
     {
         // 1000: no name; the name falls back.
         MFTableXY t(o.info, 4);
-        MFChunk c;
-        attachWords(c, {0x27BAD581u, 1000, 0, one, 0, 2, 1, half, quarter});
-        ASSERT_EQ(t.readChunk(c, false), 1);
-        EXPECT_EQ(c.position, 9);
+        int32_t consumed = 0;
+        ASSERT_EQ(
+            readWords(t, {0x27BAD581u, 1000, 0, one, 0, 2, 1, half, quarter}, false, &consumed), 1);
+        EXPECT_EQ(consumed, 9);
         EXPECT_EQ(t.rawAt(0, 0), 0.5f);
         EXPECT_EQ(t.getName(), "Default");
     }
@@ -190,10 +188,11 @@ TEST(TableXY, ReadsEveryOlderBody) {
         // A stale body starting with 0.4: consumed, dropped.
         MFTableXY t(o.info, 4);
         t.setValue(1, 0.9f);
-        MFChunk c;
-        attachWords(c, {0x3ECCCCCDu, one, 0, 0xFFCB4286u, 1, 2, half, half});
-        ASSERT_EQ(t.readChunk(c, false), 1);
-        EXPECT_EQ(c.position, 8);
+        int32_t consumed = 0;
+        ASSERT_EQ(
+            readWords(t, {0x3ECCCCCDu, one, 0, 0xFFCB4286u, 1, 2, half, half}, false, &consumed),
+            1);
+        EXPECT_EQ(consumed, 8);
         EXPECT_EQ(t.getSize(), 4);
         EXPECT_EQ(t.rawAt(1, 0), 0.9f);
     }
@@ -202,20 +201,16 @@ TEST(TableXY, ReadsEveryOlderBody) {
         MFTableXY t(o.info, 4);
         t.setRowCount(3);
         t.setRow(1.0f);
-        MFChunk c;
-        attachWords(c, {0, one, 0, 0xFFCB4286u, 1, 4, half, quarter, half, quarter});
-        ASSERT_EQ(t.readChunk(c, false), 1);
+        ASSERT_EQ(readWords(t, {0, one, 0, 0xFFCB4286u, 1, 4, half, quarter, half, quarter}), 1);
         EXPECT_EQ(t.rawAt(1, 1), 0.25f);
         EXPECT_EQ(t.rawAt(1, 0), 0.0f);
-        MFChunk d;
-        attachWords(d, {0, one, 0, 4, quarter, half, quarter, half});
-        ASSERT_EQ(t.readChunk(d, false), 1);
+        ASSERT_EQ(readWords(t, {0, one, 0, 4, quarter, half, quarter, half}), 1);
         EXPECT_EQ(t.rawAt(1, 1), 0.5f);
     }
 }
 
 TEST(TableXY, HostileAndTruncatedBodiesFail) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY t(o.info, 4);
     const std::vector<std::vector<uint32_t>> hostile = {
         {0x27BAD581u, 1002, 0, one, 0, 0x7FFFFFFFu, 1, 0},
@@ -223,26 +218,21 @@ TEST(TableXY, HostileAndTruncatedBodiesFail) {
         {0x27BAD581u, 1002, 0, one, 0, 0x8000u, 0x8000u, 0},
     };
     for (const auto& body : hostile) {
-        MFChunk c;
-        attachWords(c, body);
-        EXPECT_EQ(t.readChunk(c, false), 0);
+        EXPECT_EQ(readWords(t, body), 0);
     }
     EXPECT_EQ(t.getSize(), 4) << "a bad size or row count must not resize";
-    MFChunk longName;
-    attachWords(longName, {0x27BAD581u, 1002, 0, one, 0, 2, 1, half, half, 0x7FFFFFF0u});
-    EXPECT_EQ(t.readChunk(longName, false), 0);
+    EXPECT_EQ(readWords(t, {0x27BAD581u, 1002, 0, one, 0, 2, 1, half, half, 0x7FFFFFF0u}), 0);
     MFTableXY full(o.info, 3);
     full.setRowCount(2);
     const std::vector<uint32_t> valid = writeWords(full);
     for (size_t n = 0; n < valid.size(); ++n) {
-        MFChunk c;
-        attachWords(c, std::vector<uint32_t>(valid.begin(), valid.begin() + n));
-        EXPECT_EQ(t.readChunk(c, false), 0) << "truncated to " << n << " words";
+        EXPECT_EQ(readWords(t, std::vector<uint32_t>(valid.begin(), valid.begin() + n)), 0)
+            << "truncated to " << n << " words";
     }
 }
 
 TEST(TableXY, CopyAndPasteByTagAndClone) {
-    TableOwner o;
+    PatternContext o;
     MFTableXY a(o.info, 8), b(o.info, 8);
     a.setRowCount(4);
     b.setRowCount(4);

@@ -191,10 +191,6 @@ TEST_F(HostParameters, BeyondTheTableIsEmpty) {
     }
 }
 
-TEST_F(HostParameters, MasterLevelDisplayStartsWithItsDefault) {
-    EXPECT_EQ(text(effGetParamDisplay, 1).rfind("0.504750 ", 0), 0u);
-}
-
 TEST_F(HostParameters, AutomationRoundTripsThroughTheMappedForms) {
     // The raw value is the truth: what the host sets is what it reads back, also for
     // parameters whose effect receives a quantised or rescaled form.

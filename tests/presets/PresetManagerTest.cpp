@@ -274,7 +274,7 @@ TEST_F(PresetFlows, SaveWithANameWritesTheHostsStateAndRescansItsFolder) {
     EXPECT_EQ(host.currentProgram, std::optional<int32_t>(0));
 }
 
-TEST_F(PresetFlows, SaveIntoAFolderNewToTheLibraryRescansTheRoot) {
+TEST_F(PresetFlows, SaveOutsideTheKnownFoldersRescansTheRootOrKeepsTheLibrary) {
     library.scan(presets);
     setSetting("presetpath", presets);
     const std::string fresh = temp.folder("content/Presets/Fresh");
@@ -283,10 +283,8 @@ TEST_F(PresetFlows, SaveIntoAFolderNewToTheLibraryRescansTheRoot) {
     ASSERT_GE(index, 0);
     EXPECT_EQ(host.folderIndex, std::optional<int32_t>(index));
     EXPECT_EQ(library.presetIndex(index, "x"), 0);
-}
 
-TEST_F(PresetFlows, SaveOutsideTheLibraryWithoutAStoredRootKeepsTheLibrary) {
-    library.scan(presets);
+    // Outside the library and without a stored root there is nothing to rescan.
     setSetting("presetpath0", "");
     const std::string outside = temp.folder("outside");
     ASSERT_TRUE(manager.savePreset((outside + "x.cdz").c_str(), 0));
@@ -345,6 +343,10 @@ TEST_F(PresetFlows, FailedSaveReportsAndStillTakesTheName) {
 }
 
 TEST_F(PresetFlows, NextAndPreviousWrapAndStartFromTheFirstForAnUnknownName) {
+    manager.nextPreset(0);     // Presets holds only folders
+    manager.previousPreset(4); // no presetpath4 at all
+    EXPECT_TRUE(host.reads.empty());
+    EXPECT_EQ(host.refreshes, 0);
     const std::string reverb = temp.path("content/Reverb/");
     for (const char* name : {"one", "two", "three"})
         writePreset(reverb + name + ".srb", 1);
@@ -375,13 +377,5 @@ TEST_F(PresetFlows, NextAndPreviousWrapAndStartFromTheFirstForAnUnknownName) {
     EXPECT_EQ(host.reads.size(), 7u);
     for (const auto& call : host.reads)
         EXPECT_EQ(call.category, 13);
-    EXPECT_TRUE(messages.shown().empty());
-}
-
-TEST_F(PresetFlows, NextInAnEmptyOrMissingFolderDoesNothing) {
-    manager.nextPreset(0);     // Presets holds only folders
-    manager.previousPreset(4); // no presetpath4 at all
-    EXPECT_TRUE(host.reads.empty());
-    EXPECT_EQ(host.refreshes, 0);
     EXPECT_TRUE(messages.shown().empty());
 }

@@ -117,6 +117,24 @@ TEST(ZoneView, PressPaintsAndDragsTheRightEdgeThenFlipsLeft) {
     rig.release(filter, 7);
 }
 
+// The pattern strip is a lane like the others: what is painted there becomes the loop
+// range that the block driver reads from the first entries of its tables.
+TEST(ZoneView, ThePatternStripPaintsTheLoopRange) {
+    EditorRig rig;
+    auto& strip = rig.plugin->getMasterLane();
+    strip.clearZones(false);
+    MFFrame& frame = rig.frame();
+    const auto onStrip = [](int32_t step) { return CPoint(184 + 18 * step + 9, 80); };
+    frame.onMouseDown(onStrip(2), cbutton::left);
+    for (int32_t s = 3; s <= 9; ++s)
+        frame.onMouseMoved(onStrip(s), cbutton::left);
+    frame.onMouseUp(onStrip(9), 0);
+    EXPECT_EQ(strip.zoneCount(), 1);
+    EXPECT_EQ(strip.currentHandler()->startTable[0].load(), 2.0f);
+    EXPECT_EQ(strip.currentHandler()->endTable[0].load(), 9.0f);
+    EXPECT_EQ(rig.editor().getZoneView(0)->getLane(), &strip);
+}
+
 // An edge stops at the next zone; with shift it pushes that neighbour along until the
 // neighbour is down to one step, and there the drag stops. The same holds to the left.
 TEST(ZoneView, EdgeStopsAtANeighbourAndPushesItUnderShift) {

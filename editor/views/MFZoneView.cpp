@@ -210,6 +210,8 @@ int MFZoneView::onMouseDown(CPoint where, long buttons) {
 
     if ((canDelete && zone && (buttons & cbutton::right)) ||
         (doubleClickDeletes && zone && (buttons & cbutton::doubleClick))) {
+        if (zone == dragZone)
+            dragZone = nullptr; // a right click in the middle of a drag
         lane->removeZone(zone);
         value = 1.0f;
         notify();
@@ -316,6 +318,13 @@ void MFZoneView::dragResize(int32_t step) {
 int MFZoneView::onMouseMoved(CPoint where, long) {
     if (!dragZone)
         return mouseNotHandled;
+    // A pattern switch or a loaded state took the zone away under the gesture: it ends.
+    // Only the pointer is compared, so a zone already freed is never touched.
+    if (lane->indexOfZone(dragZone) < 0) {
+        dragZone = nullptr;
+        setDirty();
+        return mouseHandled;
+    }
     // The height is ignored: the drag acts as if the mouse were on the lane.
     const int32_t shown = stepAt(where.x);
     if (shown < 0)

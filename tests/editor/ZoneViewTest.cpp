@@ -237,6 +237,23 @@ TEST(ZoneView, RightClickAndDoubleClickDelete) {
     EXPECT_TRUE(rig.spans(filter).empty());
     EXPECT_EQ(rig.lane(filter).zoneCount(), 0);
     EXPECT_EQ(rig.lane(filter).currentHandler()->stepValue(10), 0.0f);
+
+    // The zone being dragged, deleted by a right click mid-drag, ends the gesture; so does
+    // a pattern switch under a drag, which leaves the other pattern's zone alone.
+    rig.press(filter, 5);
+    rig.dragTo(filter, 5, 7);
+    rig.press(filter, 6, cbutton::left | cbutton::right);
+    EXPECT_TRUE(rig.spans(filter).empty());
+    rig.dragTo(filter, 7, 9);
+    rig.release(filter, 9);
+    EXPECT_TRUE(rig.spans(filter).empty());
+    rig.press(filter, 5);
+    rig.lane(filter).current = 1;
+    rig.dragTo(filter, 5, 9);
+    rig.release(filter, 9);
+    EXPECT_TRUE(rig.spans(filter).empty());
+    rig.lane(filter).current = 0;
+    EXPECT_EQ(rig.spans(filter), (Spans{{5, 5}}));
 }
 
 namespace {

@@ -4,6 +4,8 @@
 #include "editor/controls/MFFrame.h"
 #include "editor/controls/MFKnob.h"
 #include "editor/controls/MFLevelMeterPic.h"
+#include "editor/views/MFZoneView.h"
+#include "engine/MFLaneTags.h"
 #include "engine/MFParameterTable.h"
 #include "engine/MFUniClient.h"
 
@@ -31,6 +33,33 @@ constexpr int32_t firstBypassTag = 102;
 constexpr int32_t lastBypassTag = 115;
 // A bypass button's 0 or 1 becomes 0 or 0.5: half or more is on.
 constexpr float bypassScale = 0.5f;
+
+// The lanes: 576 x 17 pixels, 32 steps of one sprite cell each.
+constexpr int32_t laneLeft = 184;
+constexpr int32_t laneRight = 760;
+constexpr int32_t laneHeight = 17;
+constexpr int32_t laneSteps = 32;
+constexpr int32_t laneMaxEnd = 32;
+constexpr int32_t patternStripTag = 502;
+constexpr int32_t patternStripTop = 73;
+constexpr int32_t patternStripBitmap = 1178;
+// Top y and sprite of each effect's lane, in chain order (the order of mflane).
+struct LaneRow {
+    int32_t top;
+    int32_t bitmap;
+};
+constexpr LaneRow laneRows[mflane::count] = {
+    {92, 1180},  {110, 1177}, {128, 1186}, {146, 1184}, {164, 1182}, {182, 1185}, {200, 1188},
+    {218, 1187}, {236, 1175}, {254, 1183}, {272, 1179}, {290, 1174}, {308, 1176}, {326, 1181},
+};
+// Colours for a lane without a sprite, kept as the words the layout gives them; every lane
+// has a sprite here, so they are never seen.
+constexpr CColor colourFromWord(uint32_t word) {
+    return {uint8_t(word), uint8_t(word >> 8), uint8_t(word >> 16), uint8_t(word >> 24)};
+}
+constexpr CColor laneColourFirst = colourFromWord(0);
+constexpr CColor laneColourLast = colourFromWord(66666666);
+constexpr CColor laneColourBorder = colourFromWord(777777);
 
 float initialValue(int32_t tag) {
     for (const MFParameterRow& row : mfParameterTable)
@@ -88,6 +117,7 @@ void MFUniClientEditor::buildFrame(CSystemWindow* systemWindow) {
         font = std::make_unique<CFontDesc>("Arial", fontSize);
     frame->setFont(font.get());
     redrawsSeen = plugin.getPanels().redrawCount();
+    addZoneViews();
     buildOutputSection();
     frame->setDirty();
 }
@@ -121,6 +151,23 @@ void MFUniClientEditor::buildOutputSection() {
     meterRight = meters[1];
 }
 
+void MFUniClientEditor::addZoneViews() {
+    auto add = [&](int32_t index, int32_t top, int32_t tag, int32_t bitmap,
+                   MFZoneHandlerContainer<MFFloatZoneHandler>& lane) {
+        auto* view = new MFZoneView(CRect(laneLeft, top, laneRight, top + laneHeight), this, tag,
+                                    frame, &lane);
+        view->setup(laneSteps, nullptr, getBitmap(bitmap), true, true, 0, false, laneColourFirst,
+                    laneColourLast, false, laneColourBorder, laneMaxEnd, MFZoneView::defaultAlpha);
+        view->watchDirtyFlag(&lane.dirty);
+        frame->addView(view);
+        zoneViews[index] = view;
+    };
+    add(0, patternStripTop, patternStripTag, patternStripBitmap, plugin.getMasterLane());
+    for (int32_t lane = 0; lane < mflane::count; ++lane)
+        add(1 + lane, laneRows[lane].top, mflane::tags[lane].lane, laneRows[lane].bitmap,
+            plugin.getLane(lane).zones);
+}
+
 void MFUniClientEditor::close() {
     if (!opened)
         return;
@@ -136,6 +183,8 @@ void MFUniClientEditor::close() {
     frame = nullptr;
     outputKnob = wetKnob = nullptr;
     meterLeft = meterRight = nullptr;
+    for (MFZoneView*& view : zoneViews)
+        view = nullptr;
     window.close();
     parentId = 0;
     windowLost = false;

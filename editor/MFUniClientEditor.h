@@ -16,6 +16,7 @@ class MFKnob;
 class MFLevelMeterPic;
 class MFSystemInfo;
 class MFUniClient;
+class MFZoneView;
 
 // The editor as the host sees it. It lives as long as the plug-in; the window, the frame,
 // its views and the shared bitmaps come with open and go with close. Controls report to
@@ -72,6 +73,13 @@ public:
     // Null until the first open.
     const CFontDesc* getFont() const { return font.get(); }
 
+    static constexpr int32_t zoneViewCount = 15;
+    // 0 is the pattern strip "loopbar"; 1 + n the lane of effect n in chain order. Null
+    // while closed.
+    MFZoneView* getZoneView(int32_t index) const {
+        return index >= 0 && index < zoneViewCount ? zoneViews[index] : nullptr;
+    }
+
 private:
     // CSystemWindow: the frame's pixels and cursor go to the X11 window.
     void present(const unsigned char* argb32, int stride, const CRect& area) override;
@@ -89,6 +97,8 @@ private:
     CPoint toLogical(int x, int y) const;
     void buildFrame(CSystemWindow* window);
     void buildOutputSection();
+    // The fifteen lanes: the pattern strip and one per effect.
+    void addZoneViews();
 
     MFUniClient& plugin;
     MFFrame* frame = nullptr;
@@ -104,4 +114,6 @@ private:
     MFKnob* wetKnob = nullptr;
     MFLevelMeterPic* meterLeft = nullptr;
     MFLevelMeterPic* meterRight = nullptr;
+
+    MFZoneView* zoneViews[zoneViewCount] = {};
 };

@@ -105,6 +105,15 @@ int32_t MFReverserX::gateOn() {
     return 1;
 }
 
+void MFReverserX::restart() {
+    // A silent capture is dropped, so the gate at the new position starts a fresh one;
+    // one that sounds plays on.
+    if (ramp.current == 0.0f && ramp.step == 0.0f) {
+        setParameter(parameterGate, 0.0f);
+        gateOff();
+    }
+}
+
 void MFReverserX::gateOff() {
     active = false;
 }
@@ -123,7 +132,7 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
     const int32_t n = count;
 
     // The ring runs whether or not the gate is open, so an opening finds a bar of past.
-    {
+    if (!active) {
         int32_t done = 0;
         while (done < n) {
             int32_t chunk = ringLength - ringWrite;
@@ -136,9 +145,8 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
             if (ringWrite >= ringLength)
                 ringWrite = 0;
         }
-    }
-    if (!active)
         return;
+    }
 
     mfdsp::MFEqualPowerWalk walk;
     walk.begin(ramp, n);
@@ -149,10 +157,15 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
     const float inverse = half > 0.0f ? 1.0f / half : 0.0f;
     const int32_t flatEnd = int32_t(size - half);
     const int32_t fadeInEnd = int32_t(half);
-    const float* ringL = ringLeft.data();
-    const float* ringR = ringRight.data();
-
+    float* const ringL = ringLeft.data();
+    float* const ringR = ringRight.data();
     for (int32_t i = 0; i < n; ++i) {
+        // Sample by sample, so that a read never sees a later sample of the same run:
+        // what the reversal plays does not depend on how the block was cut.
+        ringL[ringWrite] = left[i];
+        ringR[ringWrite] = right[i];
+        if (++ringWrite >= ringLength)
+            ringWrite = 0;
         readIndex -= 1;
         if (uint32_t(readIndex) >= uint32_t(ringLength))
             readIndex = ringLength - 1;
@@ -179,8 +192,8 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
                 // A new size restarts the reversal from the present sample.
                 currentSize = pendingSize;
                 grainSize = currentSize;
-                readIndex = ringWrite - n + i;
-                while (readIndex < 0)
+                readIndex = ringWrite - 1;
+                if (readIndex < 0)
                     readIndex += ringLength;
                 sizePending = 0;
             } else {

@@ -3,6 +3,7 @@
 
 #include "effects/MFBPMChangeInterface.h"
 #include "engine/MFUniClient.h"
+#include "engine/MidiTestEvents.h"
 #include "support/FakeHost.h"
 
 #include <gtest/gtest.h>
@@ -104,6 +105,33 @@ TEST(BlockDriver, TicksEvery64SamplesWhateverTheHostSlicing) {
                     << "tick " << k;
         }
     }
+}
+
+TEST(BlockDriver, PlaybackRestartsTheTicksAndMidiKeepsItsSamples) {
+    // 37 stopped samples, then playback: its first sample ticks, and a note 10 samples
+    // into that block waits for the tick at 64, the first at or after it, as it would
+    // without the restart.
+    Rig rig;
+    rig.host.time.flags &= ~kVstTransportPlaying;
+    std::vector<float> l(64), r(64), ol(64), orr(64);
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 37);
+    EXPECT_TRUE(rig.client->tickSamples.empty());
+
+    rig.host.setPlaying(0.0, 120.0);
+    MidiTestEvents events;
+    events.add(10, 0x90, 60, 100);
+    rig.client->processEvents(const_cast<VstEvents*>(events.list()));
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 64);
+    EXPECT_EQ(rig.client->tickSamples, std::vector<int64_t>({37}));
+    EXPECT_EQ(rig.client->getMidiInput().noteHeld(), 0.0f) << "the note came before its sample";
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 1);
+    EXPECT_EQ(rig.client->tickSamples, std::vector<int64_t>({37, 101}));
+    EXPECT_EQ(rig.client->getMidiInput().noteHeld(), 1.0f);
+
+    // A jump in the song restarts them again, at the jump's first sample.
+    rig.host.setPlaying(32.0, 120.0);
+    rig.client->block(l.data(), r.data(), ol.data(), orr.data(), 20);
+    EXPECT_EQ(rig.client->tickSamples.back(), 102);
 }
 
 TEST(BlockDriver, LoadingGivesExactZerosAndFreezesEverything) {

@@ -62,9 +62,9 @@ struct MFMixRamp {
 };
 
 // Equal-power walk: the gains go from sqrt(m) and sqrt(1 - m) towards those of
-// e = m + n * step in n + 1 equal steps, each sample advancing before use.
-// Deliberately, m and n are the tick's, not the run's, and a sample's gains come from
-// its place since the tick: the walk does not depend on how host blocks cut the tick.
+// e = m + n * step in n + 1 equal steps, each sample advancing before use; m and n
+// are the tick's and a sample's gains come from its place in the tick.
+// Walked per tick, not per run: how host blocks cut the tick must not show.
 struct MFEqualPowerWalk {
     float wet = 0.0f;
     float dry = 1.0f;

@@ -387,8 +387,7 @@ void MFUniClient::flush(int32_t count, int32_t endIndex) {
         for (int32_t k = 0; k < count; ++k)
             blockOutRight[start + k] = workRight[row][k] * weight[row] + blockOutRight[start + k];
     }
-    // The level ramps over the 64 samples after the tick that set it, not over the host's
-    // block, so that the output does not depend on how the host slices its blocks.
+    // Ramped over the tick that set it, not the host block: the host's slicing must not show.
     if (masterRampLeft > 0 || masterGain != 1.0f) {
         for (int32_t k = start; k < endIndex; ++k) {
             if (masterRampLeft > 0) {
@@ -438,8 +437,7 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
     audioRunning.set(true);
 
     blockTiming = transport.beginBlock(getTimeInfo(timeInfoMask), frames, context.samplesPerBeat);
-    // Deliberately, playback that starts or jumps restarts the running state and the
-    // tick grid, so that a render never depends on what the host did before it.
+    // A render must not depend on what the host did before it: playback restarts the ticks.
     if (blockTiming.restart)
         restartAtNextSample();
 

@@ -89,6 +89,15 @@ void MFBeatStretcher::setParameter(int32_t index, float value) {
     }
 }
 
+void MFBeatStretcher::restart() {
+    // A silent capture is dropped, so the gate at the new position starts a fresh one;
+    // one that sounds plays on.
+    if (ramp.current == 0.0f && ramp.step == 0.0f) {
+        setParameter(parameterGate, 0.0f);
+        gateOff();
+    }
+}
+
 int32_t MFBeatStretcher::gateOn() {
     startCapture();
     return 1;

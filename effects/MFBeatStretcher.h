@@ -33,6 +33,7 @@ public:
     void setParameter(int32_t index, float value) override;
     void reset() override;
     void controlTick() override;
+    void restart() override;
     void updateBuffers(bool keepContents) override;
     int32_t gateOn() override;
     void gateOff() override;

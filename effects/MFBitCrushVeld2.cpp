@@ -75,6 +75,17 @@ void MFBitCrushVeld2::controlTick() {
     distortRamp.tick(distortTarget, context.controlBlockRecip);
 }
 
+void MFBitCrushVeld2::restart() {
+    // The hold takes a new sample at once; the drive stands on its knob. Asleep, the
+    // filters hold a tail stopped in its tracks: they start from rest.
+    ratePhase = 0.0f;
+    lastIndex = 0;
+    distortRamp.current = distortTarget;
+    distortRamp.step = 0.0f;
+    if (mixTarget == 0.0f && mixRamp.step == 0.0f && mixRamp.current == 0.0f)
+        reset();
+}
+
 void MFBitCrushVeld2::requantise(float q) {
     appliedQuantum = q;
     outLeft = float(int64_t(heldLeft / q)) * q;

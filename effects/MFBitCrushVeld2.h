@@ -25,6 +25,7 @@ public:
     void setParameter(int32_t index, float value) override;
     void reset() override;
     void controlTick() override;
+    void restart() override;
     void updateBuffers(bool keepContents) override;
     void setMix(float value) override;
     void getParameterDisplay(int32_t index, float value, char* text) override;

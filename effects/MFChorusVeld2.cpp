@@ -96,6 +96,21 @@ void MFChorusVeld2::bpmChanged() {
     setParameter(0, parameters[0]);
 }
 
+void MFChorusVeld2::restart() {
+    // The sweep starts at its origin on a clock that ticks at the next sample, and the
+    // knobs' glides stand on their targets.
+    phase = 0.0f;
+    tickCounter = 64;
+    depthNow = depthLatch = depthTarget;
+    widthNow = widthLatch = widthTarget;
+    depthTicks = widthTicks = 0;
+    depthGlide = widthGlide = 0.0f;
+    widthOffset = widthNow * 16.0f;
+    // Asleep, the lines are cleared at waking: their place can start over too.
+    if (mixCurrent == 0.0f)
+        writeIndex = 0;
+}
+
 bool MFChorusVeld2::glide(float target, float& now, float& latch, float& step, int32_t& ticks) {
     if (target != latch) {
         latch = target;

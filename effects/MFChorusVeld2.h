@@ -23,6 +23,7 @@ public:
     ~MFChorusVeld2() override;
 
     void process(float* left, float* right, int32_t count) override;
+    void restart() override;
     void setParameter(int32_t index, float value) override;
     void updateBuffers(bool keepContents) override;
     int32_t isEnabled() override { return 1; }

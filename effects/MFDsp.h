@@ -131,40 +131,61 @@ struct MFMixRamp {
 
     float current = 0.0f;
     float step = 0.0f;
+    float start = 0.0f;  // current at the last tick
+    float span = 64.0f;  // samples from one tick to the next
+    int32_t elapsed = 0; // samples walked since the last tick
 
     void tick(float target, float blockRecip) {
         aimRamp(current, step, target, blockRecip, snapBelow, snapAbove);
+        start = current;
+        span = 1.0f / blockRecip;
+        elapsed = 0;
     }
 };
 
-// Equal-power walk over one run of n samples: gains start at sqrt(m) and sqrt(1 - m)
-// and move towards those of m + n * step; each sample advances before use.
+// Equal-power walk: the gains go from sqrt(m) and sqrt(1 - m) towards those of
+// e = m + n * step in n + 1 equal steps, each sample advancing before use; m and n
+// are the tick's and a sample's gains come from its place in the tick.
+// Walked per tick, not per run: how host blocks cut the tick must not show.
 struct MFEqualPowerWalk {
     float wet = 0.0f;
     float dry = 1.0f;
-    float wetStep = 0.0f;
-    float dryStep = 0.0f;
 
-    // Advances the ramp's stored value by n steps and prepares the per-sample gains.
+    // Moves the ramp's stored value n samples on and sets the gains of the sample before.
     void begin(MFMixRamp& ramp, int n) {
-        const float m = ramp.current;
-        wet = std::sqrt(m);
-        dry = std::sqrt(1.0f - m);
-        float e = m + float(n) * ramp.step;
+        const float m = ramp.start;
+        wetStart = std::sqrt(m);
+        dryStart = std::sqrt(1.0f - m);
+        const float e = clampUnit(m + ramp.span * ramp.step);
         // Compares the old gain with the new plain value, not the new gain.
-        if (wet != e) {
-            e = e < 0.0f ? 0.0f : (e > 1.0f ? 1.0f : e);
-            wetStep = (std::sqrt(e) - wet) / float(n + 1);
-            dryStep = (std::sqrt(1.0f - e) - dry) / float(n + 1);
+        if (wetStart != e) {
+            wetStep = (std::sqrt(e) - wetStart) / (ramp.span + 1.0f);
+            dryStep = (std::sqrt(1.0f - e) - dryStart) / (ramp.span + 1.0f);
         } else {
             wetStep = dryStep = 0.0f;
         }
-        ramp.current = e;
+        place = ramp.elapsed;
+        setGains();
+        ramp.elapsed += n;
+        ramp.current = clampUnit(m + float(ramp.elapsed) * ramp.step);
     }
     void advance() {
-        wet += wetStep;
-        dry += dryStep;
+        ++place;
+        setGains();
     }
+
+private:
+    static float clampUnit(float v) { return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v); }
+    void setGains() {
+        wet = clampUnit(wetStart + float(place) * wetStep);
+        dry = clampUnit(dryStart + float(place) * dryStep);
+    }
+
+    float wetStart = 0.0f;
+    float dryStart = 1.0f;
+    float wetStep = 0.0f;
+    float dryStep = 0.0f;
+    int32_t place = 0;
 };
 
 // Per-sample smoothing of a control value inside a 64-sample block, with a snap

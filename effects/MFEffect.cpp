@@ -52,6 +52,7 @@ int32_t MFEffect::gateOn() {
     return 1;
 }
 void MFEffect::gateOff() {}
+void MFEffect::restart() {}
 int32_t MFEffect::isEnabled() {
     return 0;
 }

@@ -35,6 +35,12 @@ public:
     virtual void updateBuffers(bool keepContents);
     virtual int32_t gateOn();
     virtual void gateOff();
+    // Playback starts or jumps: running state that is not audio history (modulation
+    // phases, counters, knob glides) goes back to where it starts, so that what follows
+    // does not depend on how long, or in what blocks, the host ran the effect before.
+    // Sound still to be heard stays; a silent effect may drop what it holds. Audio
+    // thread, at a tick, before the lane's values and controlTick.
+    virtual void restart();
     virtual int32_t isEnabled();
     virtual void setMix(float value);
     virtual float getParameterDefault(int32_t index);

@@ -136,6 +136,22 @@ void MFLevelDelay::TimeGlide::tick(float ticksPerMs, float blockRecip) {
     sample.tick(current, blockRecip, snapBound);
 }
 
+void MFLevelDelay::restart() {
+    // The times stand on their targets: a glide from a time set before is not the song's.
+    for (TimeGlide* g : {&leftTime, &rightTime}) {
+        g->current = g->latch = g->target;
+        g->ticks = g->glide = 0.0f;
+        g->sample.value = g->target;
+        g->sample.step = 0.0f;
+    }
+    // Silent lines hold nothing to keep: they start over at their first place, so that
+    // the read positions' rounding does not depend on how long they ran before.
+    if (wet.value <= 0.0f && wet.step <= 0.0f && dry.value == 1.0f && dry.step == 0.0f) {
+        writeIndex = 0;
+        outLeft = outRight = 0.0f;
+    }
+}
+
 void MFLevelDelay::controlTick() {
     const float recip = context.controlBlockRecip;
     leftTime.tick(context.ticksPerMs, recip);

@@ -28,6 +28,7 @@ public:
     void process(float* left, float* right, int32_t count) override;
     void setParameter(int32_t index, float value) override;
     void controlTick() override;
+    void restart() override;
     void updateBuffers(bool keepContents) override;
     void setMix(float value) override;
     void getParameterDisplay(int32_t index, float value, char* text) override;

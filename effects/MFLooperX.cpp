@@ -125,6 +125,15 @@ void MFLooperX::controlTick() {
     ramp.tick(wetGain, context.controlBlockRecip);
 }
 
+void MFLooperX::restart() {
+    // A silent capture is dropped, so the gate at the new position starts a fresh one;
+    // one that sounds plays on.
+    if (ramp.current == 0.0f && ramp.step == 0.0f) {
+        setParameter(parameterGate, 0.0f);
+        gateOff();
+    }
+}
+
 int32_t MFLooperX::startCapture() {
     readPosition = 0.0f;
     capturing = true;

@@ -88,6 +88,15 @@ void MFLooperX2::setParameter(int32_t index, float value) {
     }
 }
 
+void MFLooperX2::restart() {
+    // A silent capture is dropped, so the gate at the new position starts a fresh one;
+    // one that sounds plays on.
+    if (ramp.current == 0.0f && ramp.step == 0.0f) {
+        setParameter(parameterGate, 0.0f);
+        gateOff();
+    }
+}
+
 int32_t MFLooperX2::gateOn() {
     startCapture();
     return 1;
@@ -224,18 +233,18 @@ void MFLooperX2::process(float* left, float* right, int32_t count) {
 
     mfdsp::MFEqualPowerWalk walk;
     walk.begin(ramp, count);
-    float dry = walk.dry;
+    mfdsp::MFEqualPowerWalk wetWalk = walk;
     for (int32_t s = 0; s < count; ++s) {
-        dry += walk.dryStep;
-        left[s] *= dry;
-        right[s] *= dry;
+        walk.advance();
+        left[s] *= walk.dry;
+        right[s] *= walk.dry;
     }
 
     const float* inL = bufferLeft.data();
     const float* inR = bufferRight.data();
-    float wet = walk.wet;
     for (int32_t s = 0; s < count; ++s) {
-        wet += walk.wetStep;
+        wetWalk.advance();
+        const float wet = wetWalk.wet;
         if (fadingIn) {
             const float g = fadeInGain * wet;
             left[s] += readAt(inL) * g;

@@ -100,6 +100,11 @@ void MFPhaser::reset() {
     clearState();
 }
 
+void MFPhaser::restart() {
+    // The sweep starts at phase 0, as a waking phaser does.
+    phase = 0.0f;
+}
+
 void MFPhaser::controlTick() {
     const float target = mixTarget;
     if (mixCurrent == 0.0f && target == 0.0f && mixStep == 0.0f)

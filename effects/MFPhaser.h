@@ -24,6 +24,7 @@ public:
     int32_t getOption(int32_t index) override;
     void reset() override;
     void controlTick() override;
+    void restart() override;
     void updateBuffers(bool keepContents) override;
     int32_t gateOn() override;
     int32_t isEnabled() override { return 1; }

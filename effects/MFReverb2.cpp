@@ -129,6 +129,12 @@ void MFReverb2::deriveGains(float widthNow) {
     wet2 = (1.0f - widthNow) * 0.5f * scale;
 }
 
+void MFReverb2::restart() {
+    // The width stands on its knob.
+    widthRamp.current = width;
+    widthRamp.step = 0.0f;
+}
+
 void MFReverb2::controlTick() {
     deriveGains(width);
     dampingRest = 1.0f - damping;

@@ -27,6 +27,7 @@ public:
     void setParameter(int32_t index, float value) override;
     void reset() override;
     void controlTick() override;
+    void restart() override;
     int32_t isEnabled() override { return 1; }
     void setMix(float value) override;
     void getParameterDisplay(int32_t index, float value, char* text) override;

@@ -105,6 +105,15 @@ int32_t MFReverserX::gateOn() {
     return 1;
 }
 
+void MFReverserX::restart() {
+    // A silent capture is dropped, so the gate at the new position starts a fresh one;
+    // one that sounds plays on.
+    if (ramp.current == 0.0f && ramp.step == 0.0f) {
+        setParameter(parameterGate, 0.0f);
+        gateOff();
+    }
+}
+
 void MFReverserX::gateOff() {
     active = false;
 }
@@ -124,9 +133,10 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
     const int32_t n = count;
 
     // The ring runs whether or not the gate is open, so an opening finds a bar of past.
-    mfdsp::writeRing(ringLeft.data(), ringRight.data(), ringLength, ringWrite, left, right, n);
-    if (!active)
+    if (!active) {
+        mfdsp::writeRing(ringLeft.data(), ringRight.data(), ringLength, ringWrite, left, right, n);
         return;
+    }
 
     mfdsp::MFEqualPowerWalk walk;
     walk.begin(ramp, n);
@@ -137,10 +147,15 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
     const float inverse = half > 0.0f ? 1.0f / half : 0.0f;
     const int32_t flatEnd = int32_t(size - half);
     const int32_t fadeInEnd = int32_t(half);
-    const float* ringL = ringLeft.data();
-    const float* ringR = ringRight.data();
-
+    float* const ringL = ringLeft.data();
+    float* const ringR = ringRight.data();
     for (int32_t i = 0; i < n; ++i) {
+        // Sample by sample, so that a read never sees a later sample of the same run:
+        // what the reversal plays does not depend on how the block was cut.
+        ringL[ringWrite] = left[i];
+        ringR[ringWrite] = right[i];
+        if (++ringWrite >= ringLength)
+            ringWrite = 0;
         readIndex -= 1;
         if (uint32_t(readIndex) >= uint32_t(ringLength))
             readIndex = ringLength - 1;
@@ -167,8 +182,8 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
                 // A new size restarts the reversal from the present sample.
                 currentSize = pendingSize;
                 grainSize = currentSize;
-                readIndex = ringWrite - n + i;
-                while (readIndex < 0)
+                readIndex = ringWrite - 1;
+                if (readIndex < 0)
                     readIndex += ringLength;
                 sizePending = 0;
             } else {

@@ -129,6 +129,17 @@ void MFScratchLooper::latchPass(float fastFactor) {
     bwdIncrement = b * 0.5f + (bwdSpin > 0.5f ? b * fastFactor : b) * bwdSpin;
 }
 
+void MFScratchLooper::restart() {
+    // A silent capture is dropped, with any crossfade it had pending, so the gate at the
+    // new position starts a fresh one; one that sounds plays on.
+    if (ramp.current == 0.0f && ramp.step == 0.0f) {
+        setParameter(gateIndex, 0.0f);
+        gateOff();
+        rearm = false;
+        holdFrames = 0;
+    }
+}
+
 int32_t MFScratchLooper::gateOn() {
     if (!active) {
         active = true;

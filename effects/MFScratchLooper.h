@@ -33,6 +33,7 @@ public:
     void process(float* left, float* right, int32_t count) override;
     void setParameter(int32_t index, float value) override;
     void controlTick() override;
+    void restart() override;
     void updateBuffers(bool keepContents) override;
     int32_t gateOn() override;
     void gateOff() override;

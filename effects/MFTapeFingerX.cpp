@@ -80,6 +80,15 @@ void MFTapeFingerX::setParameter(int32_t index, float value) {
     parameters[index] = value;
 }
 
+void MFTapeFingerX::restart() {
+    // A silent stop is dropped, so the gate at the new position starts a fresh one; one
+    // that sounds plays on.
+    if (ramp.current == 0.0f && ramp.step == 0.0f) {
+        setParameter(gateIndex, 0.0f);
+        gateOff();
+    }
+}
+
 int32_t MFTapeFingerX::gateOn() {
     writeIndex = 0;
     readPosition = 0.0f;

@@ -27,6 +27,7 @@ public:
     void setOption(int32_t index, int32_t value) override;
     int32_t getOption(int32_t index) override;
     void controlTick() override;
+    void restart() override;
     void updateBuffers(bool keepContents) override;
     int32_t gateOn() override;
     void gateOff() override;

@@ -123,6 +123,16 @@ void MFTonalDelay::updateBuffers(bool keepContents) {
     status = statusIdle;
 }
 
+void MFTonalDelay::restart() {
+    // A silent delay keeps nothing worth hearing: it starts over as at its gate.
+    if (wetRamp.current == 0.0f && wetRamp.step == 0.0f && dryRamp.current == 1.0f &&
+        dryRamp.step == 0.0f) {
+        gateOn();
+        filterLeft.clear(filterCoefficient);
+        filterRight.clear(filterCoefficient);
+    }
+}
+
 int32_t MFTonalDelay::gateOn() {
     lineLeft.clear();
     lineRight.clear();

@@ -27,6 +27,7 @@ public:
     int32_t getOption(int32_t index) override;
     void reset() override;
     void controlTick() override;
+    void restart() override;
     void updateBuffers(bool keepContents) override;
     int32_t gateOn() override;
     void setMix(float value) override;

@@ -193,9 +193,9 @@ void MFVEXFilter::controlTick() {
     mfdsp::aimRamp(mixCurrent, mixStep, target, context.controlBlockRecip, -1e-8f, 1e-8f);
 
     const float wanted = cutoffTarget;
-    if (wanted != cutoffLatch) {
+    if (wanted != cutoffLatch || settleNextTick) {
         cutoffLatch = wanted;
-        cutoffTicks = glideMs * context.ticksPerMs;
+        cutoffTicks = settleNextTick ? 0.0f : glideMs * context.ticksPerMs;
         if (cutoffTicks < 1.0f) {
             cutoffTicks = 0.0f;
             cutoffCurrent = wanted;
@@ -219,6 +219,10 @@ void MFVEXFilter::controlTick() {
     const int32_t b = bank;
     const int32_t m = mode;
     gainTarget = 1.0f / (1.0f + q);
+    if (settleNextTick) {
+        settleNextTick = false;
+        gain = gainTarget;
+    }
     Stage* st = stages[b][m];
 
     if (m == 6) {
@@ -481,6 +485,16 @@ void MFVEXFilter::updateBuffers(bool keepContents) {
                 line.clear();
     }
     if (!keepContents)
+        reset();
+}
+
+void MFVEXFilter::restart() {
+    // The next tick takes the lane's cutoff and the input gain without a glide, and the
+    // hold starts a period. Asleep, the stages hold a tail stopped in its tracks, not
+    // one to hear again: they start from rest.
+    settleNextTick = true;
+    holdCounter = 0.0f;
+    if (mixCurrent == 0.0f && mixStep == 0.0f)
         reset();
 }
 

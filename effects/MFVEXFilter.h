@@ -58,6 +58,7 @@ public:
     void process(float* left, float* right, int32_t count) override;
     void setParameter(int32_t index, float value) override;
     void controlTick() override;
+    void restart() override;
     void updateBuffers(bool keepContents) override;
     void reset() override;
     void setMix(float value) override;
@@ -102,6 +103,7 @@ private:
     float cutoffCurrent = 0.5f;
     float cutoffGlide = 0.0f;
     float cutoffTicks = 0.0f;
+    bool settleNextTick = false; // a restart: the next tick takes its targets at once
     float gainTarget = 1.0f;
     float gain = 1.0f;
 

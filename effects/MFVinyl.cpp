@@ -100,6 +100,21 @@ void MFVinyl::setMix(float value) {
     mixTarget = value;
 }
 
+void MFVinyl::restart() {
+    // The wobble starts from the sine's crest, as a new zone does, and the knobs' glides
+    // stand on their targets.
+    phase = 0.25f;
+    shapeNow = shapeLatch = shapeSample = shapeTarget;
+    depthNow = depthLatch = depthSample = depthTarget;
+    shapeGlideTicks = depthGlideTicks = 0;
+    shapeGlide = depthGlide = shapeStep = depthStep = 0.0f;
+    // The line keeps its sound but is turned to start at its first place: the rounding
+    // of the read positions depends on the write index.
+    std::rotate(lineLeft.data(), lineLeft.data() + writeIndex, lineLeft.data() + lineLength);
+    std::rotate(lineRight.data(), lineRight.data() + writeIndex, lineRight.data() + lineLength);
+    writeIndex = 0;
+}
+
 void MFVinyl::controlTick() {
     const float target = mixTarget;
     if (mixCurrent == 0.0f && target == 0.0f && mixStep == 0.0f) {

@@ -25,6 +25,12 @@ public:
     void tick(float stepValue, float transportGate, float ticksPerMs, bool tracksGateOut = true);
     // Back to the state at construction; the parameters stay.
     void reset();
+    // Playback starts or jumps: the zone under the new position is entered afresh, with
+    // the gate value a fresh lane gives it. The envelope keeps its level, so tails go on.
+    void restart() {
+        lastStepValue = 0.0f;
+        zoneToggle = 1.0f;
+    }
 
     float getGateRaw() const { return gateRaw; }
     float getGateValue() const { return gateValue; }

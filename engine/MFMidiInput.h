@@ -31,6 +31,8 @@ public:
     int32_t processEvents(const vst::VstEvents* events, int32_t samplesSinceTick = 0);
     // Audio thread, once per tick of 64 samples.
     void tick();
+    // The tick grid restarts with the next tick `samples` earlier than it would have come.
+    void moveTicksEarlier(int32_t samples) { midiQueue.moveTicksEarlier(samples); }
     // Handles one message at once; tick() calls it for the due ones.
     void handle(const MFMidiMessage& message);
 

@@ -65,6 +65,14 @@ public:
         }
     }
 
+    // The ticks move earlier by `samples`: the head's delay, counted from the tick
+    // before, grows by as much, so every message still falls due at the first tick at or
+    // after its own sample.
+    void moveTicksEarlier(int32_t samples) {
+        if (!empty())
+            items[first].delay += samples;
+    }
+
     bool empty() const { return first >= items.size(); }
     int32_t size() const { return int32_t(items.size() - first); }
     // The message at place i from the head, for inspection.

@@ -122,6 +122,12 @@ void MFStepTableModulator::tickTable(int32_t which, int32_t step, float ticksPer
         target = value;
     }
 
+    if (t.atOnce) {
+        // A ramp under way lands at once as well.
+        t.atOnce = false;
+        t.remaining = 0.0f;
+        ticksPerMs = 0.0f;
+    }
     if (target != t.smoothTarget) {
         t.smoothTarget = target;
         const float remaining = t.smoothMs * ticksPerMs;

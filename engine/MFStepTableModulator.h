@@ -43,6 +43,7 @@ public:
         float slope = 0.0f;
         float remaining = 0.0f;
         float smoothTarget = 0.0f;
+        bool atOnce = false;
         // Slot 0 is the sink for "none"; slot k belongs to row k.
         MFRelaxed<float> slots[slotCount] = {};
     };
@@ -69,6 +70,11 @@ public:
 
     // Once per tick on the audio thread, table A then B. No allocation, no lock.
     void tick(float currentStep, float ticksPerMs);
+    // Playback starts or jumps: the next tick takes each table's value at once, unsmoothed.
+    void restart() {
+        tables[0].atOnce = true;
+        tables[1].atOnce = true;
+    }
 
     const Table& table(int32_t which) const { return tables[which == tableB ? 1 : 0]; }
     float getTableSwitch() const { return tableSwitch; }

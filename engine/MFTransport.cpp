@@ -34,8 +34,10 @@ MFTransport::BlockTiming MFTransport::beginBlock(const VstTimeInfo* info, int32_
     const bool overshoot =
         cycle && p > info->cycleEndPos && p - info->cycleEndPos < overshootTolerance;
 
-    if (std::fabs(exactPosition - p) > jumpDistance && !overshoot)
+    if (std::fabs(exactPosition - p) > jumpDistance && !overshoot) {
         setPosition(p);
+        t.restart = true;
+    }
 
     if (n > 0) {
         t.increment = (double(n) / double(samplesPerBeat)) / double(n);
@@ -56,8 +58,19 @@ MFTransport::BlockTiming MFTransport::beginBlock(const VstTimeInfo* info, int32_
     if (runningFlag == 0.0f) {
         runningFlag = 1.0f;
         refreshTransportGate();
+        t.restart = true;
     }
     return t;
+}
+
+void MFTransport::restart() {
+    swingHistory = 0;
+    // No step came before: playback that starts on the loop start arrives there like a pass.
+    lastStep = -1.0f;
+    stepBefore = -1.0f;
+    wrapLatch = 0.0f;
+    wrapToggle = wrapLow;
+    refreshTransportGate();
 }
 
 void MFTransport::refreshTransportGate() {
@@ -205,11 +218,14 @@ void MFTransport::computeStep(float start, float end, float ticksPerMs) {
             swingWrite = 0;
         float* ring = swingRing->data();
         ring[swingWrite] = raw;
+        if (swingHistory < n)
+            ++swingHistory;
         float ticks = swingTicks;
         if (!(ticks > 0.0f))
             ticks = 0.0f;
-        // The ring holds at most its length minus two ticks of history to interpolate in.
-        const float longest = static_cast<float>(n - 2);
+        // The ring holds at most its length minus two ticks of history to interpolate in,
+        // and nothing from before the last restart is read.
+        const float longest = static_cast<float>(std::min(n - 2, swingHistory - 1));
         if (ticks > longest)
             ticks = longest;
         const int32_t whole = static_cast<int32_t>(ticks);
@@ -219,6 +235,8 @@ void MFTransport::computeStep(float start, float end, float ticksPerMs) {
         int32_t b = swingWrite - whole - 1;
         if (b < 0)
             b += n;
+        if (whole + 1 >= swingHistory)
+            b = a;
         delayed = (static_cast<float>(whole) + 1.0f - ticks) * (ring[a] - ring[b]) + ring[b];
         if (++swingWrite >= n)
             swingWrite = 0;

@@ -17,21 +17,24 @@ public:
         bool hasLoopPoint = false;
         double loopPoint = 0.0;  // where the host's cycle ends inside this block
         double cycleStart = 0.0; // where it jumps back to
+        bool restart = false;    // playback starts or the position jumps at the block's start
     };
 
     // Evaluates the time information for a block of n samples. Null info leaves
     // tempo and position alone and gives no movement.
     BlockTiming beginBlock(const vst::VstTimeInfo* info, int32_t n, float samplesPerBeat);
 
-    // One sample's movement: advance, and jump back at the host's loop end. The sum is
-    // carried in double precision between samples; a float alone would lose up to half
-    // an ulp per sample (worse under truncating rounding) and drift by whole
-    // milliseconds within a large block late in a song.
-    void advance(const BlockTiming& t) {
+    // One sample's movement: advance, and jump back at the host's loop end; true when it
+    // jumped. The sum is carried in double precision between samples; a float alone would
+    // lose up to half an ulp per sample (worse under truncating rounding) and drift by
+    // whole milliseconds within a large block late in a song.
+    bool advance(const BlockTiming& t) {
         exactPosition += t.increment;
-        if (t.hasLoopPoint && exactPosition >= t.loopPoint)
+        const bool jumped = t.hasLoopPoint && exactPosition >= t.loopPoint;
+        if (jumped)
             exactPosition = t.cycleStart;
         ppqPosition = float(exactPosition);
+        return jumped;
     }
     // Moves the position, as a jump or a reset does.
     void setPosition(double ppq) {
@@ -65,6 +68,10 @@ public:
     // The tick's step computation: the loop range of the loop lane's first zone in, the
     // swung currentStep and the transport gate out. Audio thread only; no allocation.
     void computeStep(float loopStart, float loopEnd, float ticksPerMs);
+
+    // Playback starts or jumps: the step history (swing, arrival at the loop start) starts
+    // over, so what follows does not depend on what the transport did before.
+    void restart();
 
     static constexpr double jumpDistance = 0.5;
     static constexpr double overshootTolerance = 0.15;
@@ -118,6 +125,7 @@ public:
     // Swing.
     MFAlignedArray* swingRing = nullptr;
     int32_t swingWrite = 0;
+    int32_t swingHistory = 0; // ring entries written since the last restart
     MFRelaxed<float> swingAmount = 0.0f;
     MFRelaxed<float> swingTicks = 0.0f;
 

@@ -391,7 +391,44 @@ void MFUniClient::flush(int32_t count, int32_t endIndex) {
         for (int32_t k = 0; k < count; ++k)
             blockOutRight[start + k] = workRight[row][k] * weight[row] + blockOutRight[start + k];
     }
+    // Ramped over the tick that set it, not the host block: the host's slicing must not show.
+    if (masterRampLeft > 0 || masterGain != 1.0f) {
+        for (int32_t k = start; k < endIndex; ++k) {
+            if (masterRampLeft > 0) {
+                masterGain += masterStep;
+                if (--masterRampLeft == 0)
+                    masterGain = masterTarget;
+            }
+            blockOutLeft[k] *= masterGain;
+            blockOutRight[k] *= masterGain;
+        }
+    }
     pendingCount = 0;
+}
+
+void MFUniClient::restartAtNextSample() {
+    // Messages keep their samples: the next tick comes this many samples early.
+    midi.moveTicksEarlier(tickPeriod - context.controlBlockCounter);
+    context.controlBlockCounter = tickPeriod;
+    restartPending = true;
+}
+
+void MFUniClient::restartRunningState() {
+    restartPending = false;
+    noiseIndex = 0;
+    masterGain = masterTarget = masterLevel;
+    masterRampLeft = 0;
+    transport.restart();
+    for (MFLaneGate& g : gates)
+        g.restart();
+    for (MFStepTableModulator& m : modulators)
+        m.restart();
+    // The Stutter's run and the Filter's envelope are struck anew by the gates to come;
+    // held while stopped, they would otherwise carry the last playback into the next.
+    stutter.reset();
+    filterEnvelope.reset();
+    for (int k = 0; k < MFEffectChain::size; ++k)
+        chain.all()[k]->restart();
 }
 
 void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t frames) {
@@ -402,9 +439,11 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
         return;
     }
     audioRunning.set(true);
-    noiseIndex = (noiseIndex + 1) % noiseTableSize;
 
     blockTiming = transport.beginBlock(getTimeInfo(timeInfoMask), frames, context.samplesPerBeat);
+    // A render must not depend on what the host did before it: playback restarts the ticks.
+    if (blockTiming.restart)
+        restartAtNextSample();
 
     blockOutLeft = outputs[0];
     blockOutRight = outputs[1];
@@ -426,10 +465,12 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
             follower.feed(left > right ? left : right);
             workLeft[1][pendingCount] = left;
             workRight[1][pendingCount] = right;
-            transport.advance(blockTiming);
+            const bool jumped = transport.advance(blockTiming);
             ++context.controlBlockCounter;
             ++pendingCount;
             denormalOffset = -denormalOffset;
+            if (jumped)
+                restartAtNextSample();
         }
         if (pendingCount != 0)
             flush(pendingCount, frames);
@@ -442,22 +483,6 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
 void MFUniClient::finishBlock(int32_t frames) {
     float* left = blockOutLeft;
     float* right = blockOutRight;
-
-    if (masterGain != masterTarget) {
-        const float step = (masterTarget - masterGain) / float(frames);
-        float gain = masterGain;
-        for (int32_t i = 0; i < frames; ++i) {
-            gain += step;
-            left[i] *= gain;
-            right[i] *= gain;
-        }
-        masterGain = masterTarget;
-    } else if (masterTarget != 1.0f) {
-        for (int32_t i = 0; i < frames; ++i) {
-            left[i] *= masterTarget;
-            right[i] *= masterTarget;
-        }
-    }
 
     // Largest sample, not largest magnitude: the meters read positive excursions only.
     float peakL = 0.0f, peakR = 0.0f;

@@ -232,11 +232,16 @@ private:
     void setRetrigger(float v);
     void runLanes();
     void closeShutGates();
+    void tickTables();
     MFStepTableModulator& modulator(int32_t lane) { return modulators[lane]; }
     static int32_t laneOfBypass(int32_t tag) { return tag - 102; }
     static const MFStepTableTargets& targetsOf(int32_t lane);
 
     void flush(int32_t count, int32_t endIndex);
+    // Playback starts or the position jumps before the next sample: that sample ticks,
+    // and the tick first restarts the running state.
+    void restartAtNextSample();
+    void restartRunningState();
     void applyTempoChange();
     void finishBlock(int32_t frames);
     void sizeSwingRing();
@@ -251,6 +256,9 @@ private:
 
     float masterTarget = 1.0f;
     float masterGain = 1.0f;
+    float masterStep = 0.0f;
+    int32_t masterRampLeft = 0; // samples until masterGain stands on masterTarget
+    bool restartPending = false;
     MFRelaxed<float> peakLeft = 0.0f;
     MFRelaxed<float> peakRight = 0.0f;
     MFRelaxed<float> wetGain = 1.0f;

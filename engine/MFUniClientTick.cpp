@@ -109,6 +109,11 @@ void MFUniClient::runTick(int32_t i) {
     if (pendingCount > 0)
         flush(pendingCount, i);
     context.controlBlockCounter = 0;
+    const bool restarting = restartPending;
+    if (restarting)
+        restartRunningState();
+    // Counted in ticks, not host blocks, so that the host's slicing cannot move it.
+    noiseIndex = (noiseIndex + 1) % noiseTableSize;
 
     midi.tick();
 
@@ -118,13 +123,26 @@ void MFUniClient::runTick(int32_t i) {
     MFFloatZoneHandler* range = masterLane.currentHandler();
     transport.computeStep(range->startTable[0], range->endTable[0], context.ticksPerMs);
 
+    // The tables of a restart tick come first, so that the lanes already play the values
+    // of the position they start at.
+    if (restarting)
+        tickTables();
+
     masterTarget = masterLevel;
+    if (masterTarget != masterGain) {
+        masterStep = (masterTarget - masterGain) * context.controlBlockRecip;
+        masterRampLeft = tickPeriod;
+    }
 
     runLanes();
 
     wetGain = wetTarget;
     dryGain = dryTarget;
 
+    tickTables();
+}
+
+void MFUniClient::tickTables() {
     const float step = transport.currentStep;
     for (int32_t lane : mflane::tableOrder)
         modulator(lane).tick(step, context.ticksPerMs);

@@ -211,6 +211,32 @@ TEST(DspIdioms, EqualPowerWalkReachesTheTargetGains) {
     EXPECT_NEAR(walk.dry, 1.0f / 65.0f, 1e-5f);
 }
 
+TEST(DspIdioms, EqualPowerWalkIgnoresHowTheTickIsCut) {
+    // The gains of each sample of a tick, walked in runs; bit for bit the same however
+    // the host's blocks cut the tick.
+    auto walkTick = [](const std::vector<int>& runs) {
+        mfdsp::MFMixRamp ramp;
+        ramp.current = 0.3f;
+        ramp.tick(0.85f, 0.015625f);
+        std::vector<float> gains;
+        for (int n : runs) {
+            mfdsp::MFEqualPowerWalk walk;
+            walk.begin(ramp, n);
+            for (int i = 0; i < n; ++i) {
+                walk.advance();
+                gains.push_back(walk.wet);
+                gains.push_back(walk.dry);
+            }
+        }
+        gains.push_back(ramp.current);
+        return gains;
+    };
+    const std::vector<float> whole = walkTick({64});
+    EXPECT_EQ(walkTick({37, 27}), whole);
+    EXPECT_EQ(walkTick(std::vector<int>(64, 1)), whole);
+    EXPECT_EQ(walkTick({1, 2, 3, 58}), whole);
+}
+
 TEST(DspIdioms, FractionalReadInterpolatesLinearly) {
     const float b[] = {0.0f, 1.0f, 3.0f};
     EXPECT_FLOAT_EQ(mfdsp::fractionalRead(b, 0.5f), 0.5f);

@@ -43,6 +43,28 @@ TEST(Vinyl, DepthNeverFallsBelowOneSample) {
     EXPECT_FLOAT_EQ(fx.getLastDelay(), 1.0f);
 }
 
+TEST(Vinyl, ARestartKeepsTheSoundInTheLine) {
+    // At zero size the wet path is the input one sample late, so nothing but the line's
+    // content shows: turning the line at a restart must not move a single sample.
+    std::vector<float> outputs[2];
+    for (int variant = 0; variant < 2; ++variant) {
+        TestContext c;
+        MFVinyl fx(190, c.info);
+        EffectDriver d(fx, gate);
+        fx.setParameter(MFVinyl::sizeIndex, 0.0f);
+        if (variant == 1)
+            d.onTick([&](int64_t t) {
+                if (t == 150 || t == 151 || t == 400)
+                    fx.restart();
+            });
+        auto l = signal::noise(64 * 500, 5);
+        auto r = l;
+        d.run(l, r);
+        outputs[variant] = l;
+    }
+    EXPECT_EQ(outputs[0], outputs[1]);
+}
+
 TEST(Vinyl, MixIsLinearNotEqualPower) {
     TestContext c;
     MFVinyl fx(190, c.info);

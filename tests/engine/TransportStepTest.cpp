@@ -150,6 +150,28 @@ TEST(TransportStep, SwingDelaysOddStepsOnlyByUpToHalfAStep) {
     EXPECT_EQ(swung.t.swingTicks, 0.0f);
 }
 
+TEST(TransportStep, ARestartReadsNoSwingFromBeforeIt) {
+    // Full swing, sixteenths: an odd step reached by playing shows half a step late;
+    // one that playback jumps to shows at once, not the step played before the jump.
+    Clock swung;
+    swung.t.setSwing(1.0f);
+    const int stepTicks = int(samplesPerBeat / 4.0f / 64.0f); // 93.75 ticks per step
+    for (int n = 0; n < 2 * stepTicks; ++n)
+        swung.tickAt(n, 0.0f, 31.0f);
+    const int fiveTicks = 5 * stepTicks + 4; // just inside step 5
+    swung.t.restart();
+    swung.tickAt(fiveTicks, 0.0f, 31.0f);
+    EXPECT_EQ(swung.t.currentStep, 5.0f);
+    swung.tickAt(fiveTicks + 1, 0.0f, 31.0f);
+    EXPECT_EQ(swung.t.currentStep, 5.0f);
+
+    Clock played;
+    played.t.setSwing(1.0f);
+    for (int n = 0; n <= fiveTicks; ++n)
+        played.tickAt(n, 0.0f, 31.0f);
+    EXPECT_LT(played.t.currentStep, 5.0f) << "the odd step is still late when played into";
+}
+
 TEST(TransportStep, NoteModeRunsWhileANoteIsHeldAndRestartsAtTheLoopStart) {
     // 8 steps per beat at 512 samples per beat: exactly one step per tick.
     MFTransport t;

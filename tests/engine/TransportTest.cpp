@@ -141,6 +141,35 @@ TEST(Transport, StoppedOrPrerollingHostResetsThePosition) {
     EXPECT_EQ(timing.increment, 0.0);
 }
 
+TEST(Transport, StartsAndJumpsAskForARestartAndChasingDoesNot) {
+    MFTransport t;
+    VstTimeInfo info = playingAt(0.0);
+    info.flags &= ~kVstTransportPlaying;
+    EXPECT_FALSE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "stopped";
+    info = playingAt(0.0);
+    auto timing = t.beginBlock(&info, 64, samplesPerBeat);
+    EXPECT_TRUE(timing.restart) << "playback starts";
+    runBlock(t, timing, 64);
+    info = playingAt(64.0 / samplesPerBeat);
+    EXPECT_FALSE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "playing on";
+    t.setPosition(9.7);
+    info = playingAt(10.0);
+    EXPECT_FALSE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "an error that is chased";
+    info = playingAt(20.0);
+    EXPECT_TRUE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "a jump";
+
+    // The host's loop jumps inside the block: the sample that wraps says so.
+    const double start = 16.0 - 10.0 / samplesPerBeat;
+    t.setPosition(start);
+    info = loopingAt(start, 8.0, 16.0);
+    timing = t.beginBlock(&info, 64, samplesPerBeat);
+    EXPECT_FALSE(timing.restart);
+    int wrapped = 0;
+    for (int i = 0; i < 64; ++i)
+        wrapped += t.advance(timing) ? 1 : 0;
+    EXPECT_EQ(wrapped, 1);
+}
+
 TEST(Transport, MissingTimeInfoChangesNothing) {
     MFTransport t;
     t.setPosition(2.5);

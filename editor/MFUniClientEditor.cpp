@@ -2,8 +2,7 @@
 
 #include "editor/MFBitmapTable.h"
 #include "editor/controls/MFFrame.h"
-#include "editor/controls/MFKnob.h"
-#include "editor/controls/MFLevelMeterPic.h"
+#include "editor/controls/MFViewContainer.h"
 #include "engine/MFParameterTable.h"
 #include "engine/MFUniClient.h"
 
@@ -11,33 +10,9 @@
 #include <cstdint>
 
 namespace {
-// The output section: two large knobs and the two level meters.
-struct OutputKnobRow {
-    int32_t tag;
-    CRect rect;
-};
-constexpr OutputKnobRow outputKnobs[] = {
-    {1, {660, 447, 734, 521}},   // output level
-    {101, {558, 447, 632, 521}}, // "GlobalWet"
-};
-constexpr int32_t largeKnobBitmap = 1051;
-constexpr int32_t largeKnobFrameHeight = 74;
-constexpr float panelSensitivity = 0.5f;
-constexpr int32_t meterBitmap = 1075;
-constexpr int32_t meterTags[2] = {560, 561};
-constexpr CRect meterRects[2] = {{752, 414, 754, 515}, {755, 414, 757, 515}};
-constexpr int32_t meterFrames = 35;
-constexpr int32_t firstBypassTag = 102;
-constexpr int32_t lastBypassTag = 115;
-// A bypass button's 0 or 1 becomes 0 or 0.5: half or more is on.
-constexpr float bypassScale = 0.5f;
-
-float initialValue(int32_t tag) {
-    for (const MFParameterRow& row : mfParameterTable)
-        if (row.tag == tag)
-            return row.initial;
-    return 0.0f;
-}
+// The playhead: 32 steps across the 576 pixels of a lane.
+constexpr float stepFraction = 0.03125f;
+constexpr float laneWidth = 576.0f;
 } // namespace
 
 MFUniClientEditor::MFUniClientEditor(MFUniClient& owner)
@@ -88,37 +63,8 @@ void MFUniClientEditor::buildFrame(CSystemWindow* systemWindow) {
         font = std::make_unique<CFontDesc>("Arial", fontSize);
     frame->setFont(font.get());
     redrawsSeen = plugin.getPanels().redrawCount();
-    buildOutputSection();
+    buildLayout();
     frame->setDirty();
-}
-
-void MFUniClientEditor::buildOutputSection() {
-    MFKnob* knobs[2] = {};
-    for (int i = 0; i < 2; ++i) {
-        const OutputKnobRow& row = outputKnobs[i];
-        auto* knob = new MFKnob(row.rect, this, row.tag, frame, getBitmap(largeKnobBitmap),
-                                largeKnobFrameHeight, MFKnob::panelFrames, panelSensitivity);
-        MFParameterRegistry& registry = plugin.getRegistry();
-        knob->bind(&registry.raw(row.tag));
-        knob->setTouchedFlag(&registry.values[row.tag].touch);
-        knob->setDefaultValue(initialValue(row.tag));
-        frame->addView(knob);
-        knobs[i] = knob;
-    }
-    outputKnob = knobs[0];
-    wetKnob = knobs[1];
-
-    const MFRelaxed<float>* peaks[2] = {&plugin.peakLeftValue(), &plugin.peakRightValue()};
-    MFLevelMeterPic* meters[2] = {};
-    for (int i = 0; i < 2; ++i) {
-        auto* meter = new MFLevelMeterPic(meterRects[i], this, meterTags[i], frame,
-                                          getBitmap(meterBitmap), meterFrames, meterFrames);
-        meter->bind(peaks[i]);
-        frame->addView(meter);
-        meters[i] = meter;
-    }
-    meterLeft = meters[0];
-    meterRight = meters[1];
 }
 
 void MFUniClientEditor::close() {
@@ -131,11 +77,15 @@ void MFUniClientEditor::close() {
         return;
     }
     closePending = false;
-    // The views go before the window, and the bitmaps after both.
+    // The views go before the window, and the bitmaps after both. The about panel is the
+    // frame's only while it is open.
+    if (aboutPanel && frame->getModalControl() == aboutPanel)
+        aboutPanel->closeModal();
+    delete aboutPanel;
+    aboutPanel = nullptr;
     delete frame;
     frame = nullptr;
-    outputKnob = wetKnob = nullptr;
-    meterLeft = meterRight = nullptr;
+    controls.clear();
     window.close();
     parentId = 0;
     windowLost = false;
@@ -152,6 +102,10 @@ void MFUniClientEditor::idle() {
     // The window went away under us, or the host closed, inside pump: drop everything
     // now that pump has returned.
     if (!windowLost && !closePending) {
+        const float step = plugin.getTransport().currentStep;
+        playheadFraction = step * stepFraction;
+        playheadPixel = playheadFraction * laneWidth;
+        updatePageMarker();
         const uint32_t redraws = plugin.getPanels().redrawCount();
         if (redraws != redrawsSeen) {
             redrawsSeen = redraws;
@@ -184,18 +138,6 @@ CBitmap* MFUniClientEditor::getBitmap(int32_t id) const {
 
 const MFSystemInfo* MFUniClientEditor::getEngineContext() const {
     return &plugin.getContext();
-}
-
-void MFUniClientEditor::valueChanged(CControl* control) {
-    const int32_t tag = control->getTag();
-    const float value = control->getValue();
-    if (tag >= firstBypassTag && tag <= lastBypassTag)
-        plugin.setParameterAutomated(tag, value * bypassScale);
-    else if (tag >= 0 && tag < MFUniClient::hostParameterCount)
-        plugin.setParameterAutomated(tag, value);
-    else
-        plugin.setParameter(tag, value);
-    control->setDirty();
 }
 
 void MFUniClientEditor::beginEdit(int32_t tag) {

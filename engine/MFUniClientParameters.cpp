@@ -412,6 +412,7 @@ void MFUniClient::setInternalParameter(int32_t tag, float v) {
     }
     case 321: // "MouseArea": the editor's column state, saved with the preset
         block.mapped = v;
+        showColumnRow();
         break;
     case 403: // "StretchSnap"
         block.mapped = switchForm(v);
@@ -571,14 +572,13 @@ void MFUniClient::setLaneParameter(int32_t lane, int32_t tag, float v) {
 }
 
 void MFUniClient::showPanel(int32_t state) {
-    // The gui control chooses one of fourteen effect pages and re-sends the switches
-    // of the page that came on, so that its sub-panels follow.
+    // The gui control chooses one of fourteen effect pages in the top-to-bottom order of
+    // the lanes, and re-sends the switches of the page, so that its sub-panels follow.
+    // Choosing the page on display again still repaints.
     static const int32_t laneOfPage[14] = {
-        mflane::loop,       mflane::stretch, mflane::scratchLoop, mflane::reverse, mflane::vinyl,
-        mflane::tonalDelay, mflane::stutter, mflane::crush,       mflane::filter,  mflane::phaser,
-        mflane::chorus,     mflane::delay,   mflane::reverb,      mflane::xLoop};
-    if (state == guiPanel)
-        return;
+        mflane::xLoop,  mflane::loop,       mflane::scratchLoop, mflane::reverse, mflane::stretch,
+        mflane::vinyl,  mflane::tonalDelay, mflane::stutter,     mflane::crush,   mflane::filter,
+        mflane::phaser, mflane::chorus,     mflane::delay,       mflane::reverb};
     guiPanel = state;
     panels.effectPanel = state;
     const int32_t lane = laneOfPage[state];
@@ -591,6 +591,15 @@ void MFUniClient::showPanel(int32_t state) {
     }
     const int32_t switchTag = mflane::tags[lane].tableSwitch;
     setParameter(switchTag, registry.values[switchTag].raw);
+    panels.requestRedraw();
+}
+
+void MFUniClient::showColumnRow() {
+    // The effect column: the row under the press (1 at the top) picks the page, and a
+    // loaded state re-sends its saved press the same way.
+    const float y = std::clamp(mouseAreas[1].field(3), 0.0f, 1.0f);
+    const int32_t row = int32_t(y * 13.999f + 1.0f);
+    setParameter(320, float(row - 1) * 0.07692308f);
 }
 
 void MFUniClient::selectPattern() {

@@ -12,6 +12,9 @@ constexpr KnobCell N{-1, -1, Format::percent, 0, 0, 0};
 constexpr KnobCell S(int16_t knob, int16_t display, int16_t strip, int16_t lines) {
     return {knob, display, Format::strip, strip, lines, 0};
 }
+constexpr KnobCell SM(int16_t knob, int16_t display, int16_t strip, int16_t lines) {
+    return {knob, display, Format::stripOfMapped, strip, lines, 0};
+}
 constexpr KnobCell F(int16_t knob, int16_t display, Format format, int16_t pageBit = 0) {
     return {knob, display, format, 0, 0, pageBit};
 }
@@ -71,7 +74,7 @@ const EffectGroupRow effectGroups[groupCount] = {
     {"Filter",      mflane::filter,       9, 254, 466, 1183, 467, 1062, 111, 1038, 468, 1021, 514, 481, 1126, 493, 495, 1128, 1127, "sfl", 483, 486, 1007, 34, 35,
      {F(44, 470, hz, 48), P(45), F(46, 472, bi), F(47, 473, ms), F(48, 475, ms), N, P(49)}},
     {"X-Loop",      mflane::xLoop,       14,  92, 528, 1180, 529, 1071, 102, 1046, 530, 1024, 514, 540, 1158, 552, 554, 1160, 1159, "sxl", 542, 545, 1017, 16, 17,
-     {S(2, 539, divisions16, 16), P(3), N, F(4, 532, bi), N, F(5, 538, bi), P(6)}},
+     {SM(2, 539, divisions16, 16), P(3), N, F(4, 532, bi), N, F(5, 538, bi), P(6)}},
 };
 
 namespace {

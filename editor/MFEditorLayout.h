@@ -32,7 +32,8 @@ enum class Format : uint8_t {
     milliseconds,
     bipolarInfinity, // bipolar text, "oo" at the top end
     textInfinity,    // plain text, "oo" at the top end
-    strip,           // a picture strip of value names
+    strip,           // a picture strip of value names, indexed by the raw value
+    stripOfMapped,   // the same, indexed by the mapped form
 };
 
 // What a control's float is.

@@ -68,6 +68,7 @@ MFValueFormatter formatterOf(Format format) {
     case Format::textInfinity:
         return formatTextInfinity;
     case Format::strip:
+    case Format::stripOfMapped:
         break;
     }
     return nullptr;
@@ -170,8 +171,8 @@ void MFUniClientEditor::addEffectGroup(const EffectGroupRow& g, int32_t groupInd
     const int16_t bit = g.pageBit;
     using VC = ViewClass;
     auto add = [this](int16_t tag, VC c, CRect r, int16_t pageBit, int16_t bitmap,
-                           int16_t frameHeight, int16_t frames, float sensitivity, int8_t mode,
-                           Bound bound, int16_t boundTag, Format format) {
+                      int16_t frameHeight, int16_t frames, float sensitivity, int8_t mode,
+                      Bound bound, int16_t boundTag, Format format) {
         return addControl({tag, c, r, pageBit, bitmap, frameHeight, frames, sensitivity, mode,
                            bound, boundTag, format});
     };
@@ -198,10 +199,15 @@ void MFUniClientEditor::addEffectGroup(const EffectGroupRow& g, int32_t groupInd
         if (k.knobTag < 0)
             continue;
         const int16_t pageBit = k.displayPageBit ? k.displayPageBit : bit;
-        if (k.format == Format::strip) {
-            add(k.displayTag, VC::pictureDisplay, knobDisplayRect(knobColumnX[c]), pageBit,
-                k.stripBitmap, stripLineHeight, k.stripLines, 0, 0, Bound::raw, k.knobTag,
-                Format::strip);
+        if (k.format == Format::strip || k.format == Format::stripOfMapped) {
+            auto* strip = static_cast<MFDisplay*>(add(k.displayTag, VC::pictureDisplay,
+                                                      knobDisplayRect(knobColumnX[c]), pageBit,
+                                                      k.stripBitmap, stripLineHeight, k.stripLines,
+                                                      0, 0, Bound::raw, k.knobTag, Format::strip));
+            // The name shown is the nearest line: index = value * (lines - 1) + 0.5.
+            strip->setRoundBound(true);
+            if (k.format == Format::stripOfMapped)
+                strip->bind(&plugin.getRegistry().values[k.knobTag].mapped);
         } else {
             // Physical units read the mapped form; positions the raw one.
             const bool units = k.format == Format::hertz || k.format == Format::milliseconds ||

@@ -88,7 +88,7 @@ const ExtraRow extraControls[] = {
     {stretchGroup, false, row(403, VC::button, {80, 461, 121, 478}, 2, 1082, toggle, Bound::mapped)},
     {vinylGroup,   true,  row(432, VC::image, {128, 432, 198, 512}, 46, 1161)},
     {vinylGroup,   false, row(421, VC::button, {333, 468, 374, 485}, 5, 1082, toggle, Bound::mapped)},
-    {filterGroup,  false, display(497, knobDisplayRect(25), 47, 44, Bound::mapped, Format::hertz)},
+    {filterGroup,  false, display(497, knobDisplayRect(25), 47, 44, Bound::shown, Format::hertz)},
     {filterGroup,  false, row(469, VC::optionMenuPlace, {322, 446, 379, 461}, 9, 1056)},
     {filterGroup,  false, row(476, VC::button, {322, 495, 379, 510}, 9, 1054, toggle, Bound::mapped)},
     {filterGroup,  false, row(498, VC::button, {322, 465, 379, 480}, 9, 1173, toggle, Bound::mapped)},

@@ -41,6 +41,7 @@ enum class Bound : uint8_t {
     none,
     raw,    // the parameter's raw value of the control's own tag
     mapped, // the parameter's mapped form
+    shown,  // the form in display units the engine keeps beside it
 };
 
 struct ControlRow {

@@ -90,6 +90,8 @@ MFControl* MFUniClientEditor::addControl(const ControlRow& row) {
         bound = &registry.values[boundTag].raw;
     else if (row.bound == Bound::mapped)
         bound = &registry.values[boundTag].mapped;
+    else if (row.bound == Bound::shown)
+        bound = &registry.values[boundTag].mappedAlt;
     CBitmap* bitmap = getBitmap(row.bitmap);
 
     MFControl* made = nullptr;
@@ -209,11 +211,15 @@ void MFUniClientEditor::addEffectGroup(const EffectGroupRow& g, int32_t groupInd
             if (k.format == Format::stripOfMapped)
                 strip->bind(&plugin.getRegistry().values[k.knobTag].mapped);
         } else {
-            // Physical units read the mapped form; positions the raw one.
-            const bool units = k.format == Format::hertz || k.format == Format::milliseconds ||
-                               k.format == Format::decibel;
+            // Times and levels read the mapped form, frequencies the displayed form, the
+            // rest the knob's position.
+            Bound bound = Bound::raw;
+            if (k.format == Format::milliseconds || k.format == Format::decibel)
+                bound = Bound::mapped;
+            else if (k.format == Format::hertz)
+                bound = Bound::shown;
             add(k.displayTag, VC::display, knobDisplayRect(knobColumnX[c]), pageBit, displayBitmap,
-                0, 0, 0, 0, units ? Bound::mapped : Bound::raw, k.knobTag, k.format);
+                0, 0, 0, 0, bound, k.knobTag, k.format);
         }
     }
     add(t.attack, VC::knob, attackKnobRect, bit, smallKnobBitmap, smallKnobFrame,
@@ -240,8 +246,8 @@ void MFUniClientEditor::addEffectGroup(const EffectGroupRow& g, int32_t groupInd
     const int16_t smooth[2] = {t.smoothA, t.smoothB};
     const int16_t random[2] = {t.randomA, t.randomB};
     for (int32_t s = 0; s < 2; ++s) {
-        add(-1, VC::display, smoothRect, subPages[s], displayBitmap, 0, 0, 0, 0, Bound::raw,
-            smooth[s], Format::percent);
+        add(-1, VC::display, smoothRect, subPages[s], displayBitmap, 0, 0, 0, 0, Bound::mapped,
+            smooth[s], Format::milliseconds);
         // The face is a single frame of 15: the display beneath shows the value.
         add(smooth[s], VC::hiddenKnob, smoothRect, subPages[s], smoothBitmap, smoothFrame,
             MFKnob::panelFrames, smoothSensitivity, 0, Bound::raw, -1, Format::percent);

@@ -267,6 +267,8 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         c.crush.setParameter(0, 0.75f * v);
         break;
     case 41:
+        // The editor shows the reduced rate in hertz.
+        block.mappedAlt = std::clamp(v, 0.125f, 1.0f) * context.sampleRate;
         c.crush.setParameter(1, v);
         break;
     case 42:
@@ -275,6 +277,8 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         break;
     case 44:
         block.mapped = v;
+        // The editor shows the knob's cutoff, before the envelope moves it, in hertz.
+        block.mappedAlt = v * v * v * 19965.0f + 45.0f;
         break;
     case 45:
         c.filter.setParameter(1, v);

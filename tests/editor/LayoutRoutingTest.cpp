@@ -221,3 +221,19 @@ TEST(Routing, AutomationShowsAtTheNextIdle) {
     EXPECT_EQ(room->getValue(), 0.25f);
     EXPECT_EQ(bypass->getValue(), 0.0f);
 }
+
+// With the whole layout, an idle where nothing changed draws nothing: controls on hidden
+// pages must not ask for paint they never do. Switching the page then draws.
+TEST(Routing, QuietIdleDrawsNothing) {
+    PluginWithEditor p;
+    p.editor().openHeadless();
+    p.dispatch(effEditIdle);
+    p.dispatch(effEditIdle);
+    const long passes = p.frame().getDrawPassCount();
+    for (int i = 0; i < 5; ++i)
+        p.dispatch(effEditIdle);
+    EXPECT_EQ(p.frame().getDrawPassCount(), passes);
+    p.click(CPoint(columnX, columnBottom));
+    p.dispatch(effEditIdle);
+    EXPECT_GT(p.frame().getDrawPassCount(), passes);
+}

@@ -14,6 +14,7 @@
 #include "engine/MFLaneTags.h"
 #include "engine/MFParameterTable.h"
 #include "engine/MFUniClient.h"
+#include "platform/MFModulePath.h"
 
 #include <cstdio>
 
@@ -279,7 +280,9 @@ void MFUniClientEditor::buildAboutPanel() {
     for (const ControlRow& row : aboutControls) {
         CBitmap* bitmap = getBitmap(row.bitmap);
         if (row.tag == localLinkTag) {
-            aboutPanel->addView(new MFLocalLink(row.rect, this, row.tag, frame, bitmap, ""));
+            // The manual is installed beside the plug-in file.
+            aboutPanel->addView(
+                new MFLocalLink(row.rect, this, row.tag, frame, bitmap, mfModuleFolder()));
         } else if (row.tag == webLinkTags[0] || row.tag == webLinkTags[1]) {
             // No address is published yet: the links show and open nothing.
             aboutPanel->addView(new MFWebLink(row.rect, this, row.tag, frame, bitmap, ""));

@@ -144,6 +144,15 @@ TEST(Routing, PreviousNextAtPressAboutAtRelease) {
     // A press outside closes it again.
     p.click(CPoint(700, 480));
     EXPECT_EQ(p.frame().getModalControl(), nullptr);
+
+    // Closed while the panel is open, the editor opens again without it.
+    p.click(about);
+    ASSERT_NE(p.frame().getModalControl(), nullptr);
+    p.editor().close();
+    p.editor().openHeadless();
+    EXPECT_EQ(p.frame().getModalControl(), nullptr);
+    p.click(about);
+    EXPECT_EQ(p.frame().getModalControl(), p.editor().getAboutPanel());
 }
 
 // The effect column: its top row is X-Loop, its very bottom row 14 (Reverb); the page

@@ -30,10 +30,9 @@ enum class Format : uint8_t {
     hertz,
     decibel,
     milliseconds,
-    bipolarInfinity, // bipolar text, "oo" at the top end
-    textInfinity,    // plain text, "oo" at the top end
-    strip,           // a picture strip of value names, indexed by the raw value
-    stripOfMapped,   // the same, indexed by the mapped form
+    endlessMilliseconds, // a decay: "oo" at the top end, where it never ends
+    strip,               // a picture strip of value names, indexed by the raw value
+    stripOfMapped,       // the same, indexed by the mapped form
 };
 
 // What a control's float is.

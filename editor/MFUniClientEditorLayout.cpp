@@ -25,7 +25,6 @@ constexpr int32_t swingTag = 116;
 constexpr int32_t meterFrames = 35;
 constexpr int32_t displayTextSize = 9;
 constexpr int32_t reverbGroup = 0, filterGroup = 12, xLoopGroup = 13;
-constexpr int32_t textScale = 100;
 constexpr int32_t webLinkTags[2] = {509, 511};
 constexpr int32_t localLinkTag = 507;
 
@@ -36,18 +35,12 @@ float initialValue(int32_t tag) {
     return 0.0f;
 }
 
-// Text that reads "oo" at the top end of the range: endless decay and the like.
-void formatBipolarInfinity(float value, char* text) {
-    if (value >= 1.0f)
+// A decay in milliseconds that reads "oo" where it never ends (shown as 0).
+void formatEndlessMilliseconds(float value, char* text) {
+    if (value <= 0.0f)
         std::snprintf(text, formatCapacity, "oo");
     else
-        formatPercentBipolar(value, text);
-}
-void formatTextInfinity(float value, char* text) {
-    if (value >= 1.0f)
-        std::snprintf(text, formatCapacity, "oo");
-    else
-        std::snprintf(text, formatCapacity, "%d", int32_t(value * float(textScale)));
+        formatMilliseconds(value, text);
 }
 
 MFValueFormatter formatterOf(Format format) {
@@ -64,10 +57,8 @@ MFValueFormatter formatterOf(Format format) {
         return formatDecibel;
     case Format::milliseconds:
         return formatMilliseconds;
-    case Format::bipolarInfinity:
-        return formatBipolarInfinity;
-    case Format::textInfinity:
-        return formatTextInfinity;
+    case Format::endlessMilliseconds:
+        return formatEndlessMilliseconds;
     case Format::strip:
     case Format::stripOfMapped:
         break;
@@ -212,12 +203,13 @@ void MFUniClientEditor::addEffectGroup(const EffectGroupRow& g, int32_t groupInd
             if (k.format == Format::stripOfMapped)
                 strip->bind(&plugin.getRegistry().values[k.knobTag].mapped);
         } else {
-            // Times and levels read the mapped form, frequencies the displayed form, the
-            // rest the knob's position.
+            // Times read the mapped form; frequencies, levels and decays the form the engine
+            // keeps for display; the rest the knob's position.
             Bound bound = Bound::raw;
-            if (k.format == Format::milliseconds || k.format == Format::decibel)
+            if (k.format == Format::milliseconds)
                 bound = Bound::mapped;
-            else if (k.format == Format::hertz)
+            else if (k.format == Format::hertz || k.format == Format::decibel ||
+                     k.format == Format::endlessMilliseconds)
                 bound = Bound::shown;
             add(k.displayTag, VC::display, knobDisplayRect(knobColumnX[c]), pageBit, displayBitmap,
                 0, 0, 0, 0, bound, k.knobTag, k.format);

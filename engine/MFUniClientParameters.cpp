@@ -114,6 +114,13 @@ void MFUniClient::setTouched(int32_t tag, bool held) {
 
 // --- fan-out -------------------------------------------------------------------------
 
+namespace {
+// The decay the editor shows for the Loop and the Reverse: milliseconds, 0 for endless.
+float decayDisplayMs(float v) {
+    return v > 0.99f ? 0.0f : (v + 0.03f) * 1500.0f;
+}
+} // namespace
+
 void MFUniClient::setParameter(int32_t tag, float v) {
     // A value that is not a number would spread through every effect it reaches; no
     // source has a reason to send one, so it changes nothing.
@@ -189,6 +196,7 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         c.loop.setParameter(1, v);
         break;
     case 10:
+        block.mappedAlt = decayDisplayMs(v);
         c.loop.setParameter(3, v);
         break;
     case 12:
@@ -207,6 +215,7 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         c.reverse.setParameter(1, block.mapped);
         break;
     case 20:
+        block.mappedAlt = decayDisplayMs(v);
         c.reverse.setParameter(2, v);
         break;
     case 22:
@@ -249,6 +258,7 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         break;
     case 34:
         block.mapped = 0.875f * v + 0.125f;
+        block.mappedAlt = 20.0f * std::log10(block.mapped + 1e-08f);
         tonalLevel = block.mapped;
         break;
     case 36:

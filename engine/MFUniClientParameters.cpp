@@ -587,24 +587,31 @@ void MFUniClient::setLaneParameter(int32_t lane, int32_t tag, float v) {
 
 void MFUniClient::showPanel(int32_t state) {
     // The gui control chooses one of fourteen effect pages in the top-to-bottom order of
-    // the lanes, and re-sends the switches of the page, so that its sub-panels follow.
+    // the lanes. Every page that came on or went off re-sends its switches, so that the
+    // sub-panels of a hidden page hide and those of the shown page show their last choice.
     // Choosing the page on display again still repaints.
     static const int32_t laneOfPage[14] = {
         mflane::xLoop,  mflane::loop,       mflane::scratchLoop, mflane::reverse, mflane::stretch,
         mflane::vinyl,  mflane::tonalDelay, mflane::stutter,     mflane::crush,   mflane::filter,
         mflane::phaser, mflane::chorus,     mflane::delay,       mflane::reverb};
+    bool wasOn[mflane::count];
+    for (int32_t lane = 0; lane < mflane::count; ++lane)
+        wasOn[lane] = panels.bit(mflane::tags[lane].pageBit);
     guiPanel = state;
     panels.effectPanel = state;
-    const int32_t lane = laneOfPage[state];
-    panels.showEffectPage(mflane::tags[lane].pageBit);
-    if (lane == mflane::vinyl)
-        setParameter(421, registry.values[421].raw);
-    if (lane == mflane::filter) {
-        setParameter(469, registry.values[469].raw);
-        setParameter(498, registry.values[498].raw);
+    panels.showEffectPage(mflane::tags[laneOfPage[state]].pageBit);
+    for (int32_t lane = 0; lane < mflane::count; ++lane) {
+        if (panels.bit(mflane::tags[lane].pageBit) == wasOn[lane])
+            continue;
+        if (lane == mflane::vinyl)
+            setParameter(421, registry.values[421].raw);
+        if (lane == mflane::filter) {
+            setParameter(469, registry.values[469].raw);
+            setParameter(498, registry.values[498].raw);
+        }
+        const int32_t switchTag = mflane::tags[lane].tableSwitch;
+        setParameter(switchTag, registry.values[switchTag].raw);
     }
-    const int32_t switchTag = mflane::tags[lane].tableSwitch;
-    setParameter(switchTag, registry.values[switchTag].raw);
     panels.requestRedraw();
 }
 

@@ -249,3 +249,31 @@ TEST(Routing, QuietIdleDrawsNothing) {
     p.dispatch(effEditIdle);
     EXPECT_GT(p.frame().getDrawPassCount(), passes);
 }
+
+// The table switch shows table A or B of its effect; a page left and come back to shows
+// the table it showed last, and another effect's switch is its own.
+TEST(Routing, TableSwitchKeepsItsChoiceAcrossPages) {
+    PluginWithEditor p;
+    p.editor().openHeadless();
+    const CPoint tableSwitch(156, 354);
+    const CPoint reverbRow(columnX, columnBottom), filterRow(columnX, 92 + 18 * 9 + 9);
+    constexpr int reverbA = 42, reverbB = 43, filterA = 34, filterB = 35;
+    p.click(reverbRow);
+    EXPECT_TRUE(p.bit(reverbA));
+    EXPECT_FALSE(p.bit(reverbB));
+    p.click(tableSwitch);
+    EXPECT_FALSE(p.bit(reverbA));
+    EXPECT_TRUE(p.bit(reverbB));
+    p.dispatch(effEditIdle);
+    EXPECT_TRUE(p.editor().findControl(100)->isShown()); // "ReverbSmoothB"
+    EXPECT_FALSE(p.editor().findControl(99)->isShown()); // "ReverbSmoothA"
+
+    p.click(filterRow);
+    EXPECT_FALSE(p.bit(reverbB));
+    EXPECT_TRUE(p.bit(filterA));
+    EXPECT_FALSE(p.bit(filterB));
+    p.click(reverbRow);
+    EXPECT_TRUE(p.bit(reverbB));
+    EXPECT_FALSE(p.bit(reverbA));
+    EXPECT_FALSE(p.bit(filterA));
+}

@@ -143,9 +143,9 @@ const ControlRow outputControls[] = {
 const int32_t outputControlCount = int32_t(sizeof outputControls / sizeof outputControls[0]);
 
 const ControlRow aboutControls[5] = {
-    row(507, VC::image, {182, 69, 243, 85}, 0, 1076),  // the manual
-    row(509, VC::image, {253, 69, 314, 85}, 0, 1076),  // web link
-    row(511, VC::image, {252, 69, 313, 85}, 0, 1003),  // web link
+    row(507, VC::localLink, {182, 69, 243, 85}, 0, 1076),
+    row(509, VC::webLink, {253, 69, 314, 85}, 0, 1076),
+    row(511, VC::webLink, {252, 69, 313, 85}, 0, 1003),
     row(512, VC::button, {182, 105, 243, 121}, 0, 1080, momentary, Bound::mapped),
     row(514, VC::button, {182, 141, 243, 157}, 0, 1083, toggle, Bound::mapped),
 };

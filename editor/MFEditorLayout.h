@@ -17,6 +17,8 @@ enum class ViewClass : uint8_t {
     image,
     mouseArea,
     levelMeter,
+    localLink, // opens the manual
+    webLink,
     optionMenuPlace, // the option menus are not built yet: the place stays empty
     tableViewPlace,  // the step and event tables likewise
     zoneViewPlace,   // the lanes: filled by the zone view

@@ -25,8 +25,6 @@ constexpr int32_t swingTag = 116;
 constexpr int32_t meterFrames = 35;
 constexpr int32_t displayTextSize = 9;
 constexpr int32_t reverbGroup = 0, filterGroup = 12, xLoopGroup = 13;
-constexpr int32_t webLinkTags[2] = {509, 511};
-constexpr int32_t localLinkTag = 507;
 
 float initialValue(int32_t tag) {
     for (const MFParameterRow& row : mfParameterTable)
@@ -142,6 +140,8 @@ MFControl* MFUniClientEditor::addControl(const ControlRow& row) {
         made = meter;
         break;
     }
+    case ViewClass::localLink:
+    case ViewClass::webLink: // only in the about panel
     case ViewClass::optionMenuPlace:
     case ViewClass::tableViewPlace:
         // The menus and tables come later; their tags are routed already.
@@ -271,11 +271,11 @@ void MFUniClientEditor::buildAboutPanel() {
     MFParameterRegistry& registry = plugin.getRegistry();
     for (const ControlRow& row : aboutControls) {
         CBitmap* bitmap = getBitmap(row.bitmap);
-        if (row.tag == localLinkTag) {
+        if (row.viewClass == ViewClass::localLink) {
             // The manual is installed beside the plug-in file.
             aboutPanel->addView(
                 new MFLocalLink(row.rect, this, row.tag, frame, bitmap, mfModuleFolder()));
-        } else if (row.tag == webLinkTags[0] || row.tag == webLinkTags[1]) {
+        } else if (row.viewClass == ViewClass::webLink) {
             // No address is published yet: the links show and open nothing.
             aboutPanel->addView(new MFWebLink(row.rect, this, row.tag, frame, bitmap, ""));
         } else {

@@ -2,10 +2,7 @@
 
 #include "editor/MFBitmapTable.h"
 #include "editor/controls/MFFrame.h"
-#include "editor/controls/MFKnob.h"
-#include "editor/controls/MFLevelMeterPic.h"
-#include "editor/views/MFZoneView.h"
-#include "engine/MFLaneTags.h"
+#include "editor/controls/MFViewContainer.h"
 #include "engine/MFParameterTable.h"
 #include "engine/MFUniClient.h"
 
@@ -13,60 +10,9 @@
 #include <cstdint>
 
 namespace {
-// The output section: two large knobs and the two level meters.
-struct OutputKnobRow {
-    int32_t tag;
-    CRect rect;
-};
-constexpr OutputKnobRow outputKnobs[] = {
-    {1, {660, 447, 734, 521}},   // output level
-    {101, {558, 447, 632, 521}}, // "GlobalWet"
-};
-constexpr int32_t largeKnobBitmap = 1051;
-constexpr int32_t largeKnobFrameHeight = 74;
-constexpr float panelSensitivity = 0.5f;
-constexpr int32_t meterBitmap = 1075;
-constexpr int32_t meterTags[2] = {560, 561};
-constexpr CRect meterRects[2] = {{752, 414, 754, 515}, {755, 414, 757, 515}};
-constexpr int32_t meterFrames = 35;
-constexpr int32_t firstBypassTag = 102;
-constexpr int32_t lastBypassTag = 115;
-// A bypass button's 0 or 1 becomes 0 or 0.5: half or more is on.
-constexpr float bypassScale = 0.5f;
-
-// The lanes: 576 x 17 pixels, 32 steps of one sprite cell each.
-constexpr int32_t laneLeft = 184;
-constexpr int32_t laneRight = 760;
-constexpr int32_t laneHeight = 17;
-constexpr int32_t laneSteps = 32;
-constexpr int32_t laneMaxEnd = 32;
-constexpr int32_t patternStripTag = 502;
-constexpr int32_t patternStripTop = 73;
-constexpr int32_t patternStripBitmap = 1178;
-// Top y and sprite of each effect's lane, in chain order (the order of mflane).
-struct LaneRow {
-    int32_t top;
-    int32_t bitmap;
-};
-constexpr LaneRow laneRows[mflane::count] = {
-    {92, 1180},  {110, 1177}, {128, 1186}, {146, 1184}, {164, 1182}, {182, 1185}, {200, 1188},
-    {218, 1187}, {236, 1175}, {254, 1183}, {272, 1179}, {290, 1174}, {308, 1176}, {326, 1181},
-};
-// Colours for a lane without a sprite, kept as the words the layout gives them; every lane
-// has a sprite here, so they are never seen.
-constexpr CColor colourFromWord(uint32_t word) {
-    return {uint8_t(word), uint8_t(word >> 8), uint8_t(word >> 16), uint8_t(word >> 24)};
-}
-constexpr CColor laneColourFirst = colourFromWord(0);
-constexpr CColor laneColourLast = colourFromWord(66666666);
-constexpr CColor laneColourBorder = colourFromWord(777777);
-
-float initialValue(int32_t tag) {
-    for (const MFParameterRow& row : mfParameterTable)
-        if (row.tag == tag)
-            return row.initial;
-    return 0.0f;
-}
+// The playhead: 32 steps across the 576 pixels of a lane.
+constexpr float stepFraction = 0.03125f;
+constexpr float laneWidth = 576.0f;
 } // namespace
 
 MFUniClientEditor::MFUniClientEditor(MFUniClient& owner)
@@ -117,55 +63,8 @@ void MFUniClientEditor::buildFrame(CSystemWindow* systemWindow) {
         font = std::make_unique<CFontDesc>("Arial", fontSize);
     frame->setFont(font.get());
     redrawsSeen = plugin.getPanels().redrawCount();
-    addZoneViews();
-    buildOutputSection();
+    buildLayout();
     frame->setDirty();
-}
-
-void MFUniClientEditor::buildOutputSection() {
-    MFKnob* knobs[2] = {};
-    for (int i = 0; i < 2; ++i) {
-        const OutputKnobRow& row = outputKnobs[i];
-        auto* knob = new MFKnob(row.rect, this, row.tag, frame, getBitmap(largeKnobBitmap),
-                                largeKnobFrameHeight, MFKnob::panelFrames, panelSensitivity);
-        MFParameterRegistry& registry = plugin.getRegistry();
-        knob->bind(&registry.raw(row.tag));
-        knob->setTouchedFlag(&registry.values[row.tag].touch);
-        knob->setDefaultValue(initialValue(row.tag));
-        frame->addView(knob);
-        knobs[i] = knob;
-    }
-    outputKnob = knobs[0];
-    wetKnob = knobs[1];
-
-    const MFRelaxed<float>* peaks[2] = {&plugin.peakLeftValue(), &plugin.peakRightValue()};
-    MFLevelMeterPic* meters[2] = {};
-    for (int i = 0; i < 2; ++i) {
-        auto* meter = new MFLevelMeterPic(meterRects[i], this, meterTags[i], frame,
-                                          getBitmap(meterBitmap), meterFrames, meterFrames);
-        meter->bind(peaks[i]);
-        frame->addView(meter);
-        meters[i] = meter;
-    }
-    meterLeft = meters[0];
-    meterRight = meters[1];
-}
-
-void MFUniClientEditor::addZoneViews() {
-    auto add = [&](int32_t index, int32_t top, int32_t tag, int32_t bitmap,
-                   MFZoneHandlerContainer<MFFloatZoneHandler>& lane) {
-        auto* view = new MFZoneView(CRect(laneLeft, top, laneRight, top + laneHeight), this, tag,
-                                    frame, &lane);
-        view->setup(laneSteps, nullptr, getBitmap(bitmap), true, true, 0, false, laneColourFirst,
-                    laneColourLast, false, laneColourBorder, laneMaxEnd, MFZoneView::defaultAlpha);
-        view->watchDirtyFlag(&lane.dirty);
-        frame->addView(view);
-        zoneViews[index] = view;
-    };
-    add(0, patternStripTop, patternStripTag, patternStripBitmap, plugin.getMasterLane());
-    for (int32_t lane = 0; lane < mflane::count; ++lane)
-        add(1 + lane, laneRows[lane].top, mflane::tags[lane].lane, laneRows[lane].bitmap,
-            plugin.getLane(lane).zones);
 }
 
 void MFUniClientEditor::close() {
@@ -178,11 +77,15 @@ void MFUniClientEditor::close() {
         return;
     }
     closePending = false;
-    // The views go before the window, and the bitmaps after both.
+    // The views go before the window, and the bitmaps after both. The about panel is the
+    // frame's only while it is open.
+    if (aboutPanel && frame->getModalControl() == aboutPanel)
+        aboutPanel->closeModal();
+    delete aboutPanel;
+    aboutPanel = nullptr;
     delete frame;
     frame = nullptr;
-    outputKnob = wetKnob = nullptr;
-    meterLeft = meterRight = nullptr;
+    controls.clear();
     for (MFZoneView*& view : zoneViews)
         view = nullptr;
     window.close();
@@ -201,6 +104,10 @@ void MFUniClientEditor::idle() {
     // The window went away under us, or the host closed, inside pump: drop everything
     // now that pump has returned.
     if (!windowLost && !closePending) {
+        const float step = plugin.getTransport().currentStep;
+        playheadFraction = step * stepFraction;
+        playheadPixel = playheadFraction * laneWidth;
+        updatePageMarker();
         const uint32_t redraws = plugin.getPanels().redrawCount();
         if (redraws != redrawsSeen) {
             redrawsSeen = redraws;
@@ -233,18 +140,6 @@ CBitmap* MFUniClientEditor::getBitmap(int32_t id) const {
 
 const MFSystemInfo* MFUniClientEditor::getEngineContext() const {
     return &plugin.getContext();
-}
-
-void MFUniClientEditor::valueChanged(CControl* control) {
-    const int32_t tag = control->getTag();
-    const float value = control->getValue();
-    if (tag >= firstBypassTag && tag <= lastBypassTag)
-        plugin.setParameterAutomated(tag, value * bypassScale);
-    else if (tag >= 0 && tag < MFUniClient::hostParameterCount)
-        plugin.setParameterAutomated(tag, value);
-    else
-        plugin.setParameter(tag, value);
-    control->setDirty();
 }
 
 void MFUniClientEditor::beginEdit(int32_t tag) {

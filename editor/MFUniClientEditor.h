@@ -5,13 +5,21 @@
 #include "editor/toolkit/CEditorInterface.h"
 #include "editor/toolkit/CFontDesc.h"
 #include "editor/toolkit/CSystemWindow.h"
+#include "platform/MFRelaxed.h"
 #include "platform/MFX11Window.h"
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 class CBitmap;
+class MFControl;
 class MFFrame;
+class MFViewContainer;
+namespace mflayout {
+struct ControlRow;
+struct EffectGroupRow;
+} // namespace mflayout
 class MFKnob;
 class MFLevelMeterPic;
 class MFSystemInfo;
@@ -70,6 +78,10 @@ public:
 
     MFUniClient& getPlugin() const { return plugin; }
     MFFrame* getFrame() const { return frame; }
+    // The control built for a tag, or null (the learn popup, menus and tables not yet).
+    MFControl* findControl(int32_t tag) const;
+    MFViewContainer* getAboutPanel() const { return aboutPanel; }
+    float getPlayheadPixel() const { return playheadPixel; }
     // Null until the first open.
     const CFontDesc* getFont() const { return font.get(); }
 
@@ -96,9 +108,13 @@ private:
 
     CPoint toLogical(int x, int y) const;
     void buildFrame(CSystemWindow* window);
-    void buildOutputSection();
-    // The fifteen lanes: the pattern strip and one per effect.
-    void addZoneViews();
+    void buildLayout();
+    void addEffectGroup(const mflayout::EffectGroupRow& group, int32_t groupIndex);
+    MFControl* addControl(const mflayout::ControlRow& row);
+    // The lanes' place in the drawing order: the zone view joins here.
+    void addLaneView(int32_t tag, const CRect& rect, int32_t bitmap, int32_t laneIndex);
+    void buildAboutPanel();
+    void updatePageMarker();
 
     MFUniClient& plugin;
     MFFrame* frame = nullptr;
@@ -110,10 +126,12 @@ private:
     uint32_t redrawsSeen = 0;
     std::unique_ptr<CFontDesc> font;
 
-    MFKnob* outputKnob = nullptr;
-    MFKnob* wetKnob = nullptr;
-    MFLevelMeterPic* meterLeft = nullptr;
-    MFLevelMeterPic* meterRight = nullptr;
-
+    // Every control built, in the order they were added.
+    std::vector<MFControl*> controls;
+    // Out of the view tree until it opens as modal; deleted before the frame.
+    MFViewContainer* aboutPanel = nullptr;
+    MFRelaxed<float> playheadFraction = 0.0f;
+    MFRelaxed<float> playheadPixel = 0.0f;
+    MFRelaxed<float> markerOffset = 0.0f;
     MFZoneView* zoneViews[zoneViewCount] = {};
 };

@@ -7,8 +7,8 @@
 #include "effects/MFStutter.h"
 #include "effects/MFSystemInfo.h"
 #include "engine/MFAligned.h"
-#include "engine/MFEffectChain.h"
 #include "engine/MFEditorFactory.h"
+#include "engine/MFEffectChain.h"
 #include "engine/MFEffectLane.h"
 #include "engine/MFLaneGate.h"
 #include "engine/MFLaneTags.h"
@@ -127,6 +127,8 @@ public:
     void applyAllParameters();
     // Moves every host parameter by a random share of its mutation amount (key F2).
     void mutateParameters();
+    // The editor tells the host that names or values changed.
+    void notifyHostDisplay() { updateDisplay(); }
 
     // The main thread's side of the load handshake: silence the audio thread and wait
     // for the block in flight to end; false if it did not end within the limit.
@@ -206,6 +208,7 @@ private:
     void setLaneParameter(int32_t lane, int32_t tag, float v);
     void runReleaseActions();
     void showPanel(int32_t state);
+    void showColumnRow();
     void refreshWeights();
     void sendStretchSpeed();
     void resendAllParameters();

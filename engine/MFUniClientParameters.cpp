@@ -114,6 +114,13 @@ void MFUniClient::setTouched(int32_t tag, bool held) {
 
 // --- fan-out -------------------------------------------------------------------------
 
+namespace {
+// The decay the editor shows for the Loop and the Reverse: milliseconds, 0 for endless.
+float decayDisplayMs(float v) {
+    return v > 0.99f ? 0.0f : (v + 0.03f) * 1500.0f;
+}
+} // namespace
+
 void MFUniClient::setParameter(int32_t tag, float v) {
     // A value that is not a number would spread through every effect it reaches; no
     // source has a reason to send one, so it changes nothing.
@@ -189,6 +196,7 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         c.loop.setParameter(1, v);
         break;
     case 10:
+        block.mappedAlt = decayDisplayMs(v);
         c.loop.setParameter(3, v);
         break;
     case 12:
@@ -207,6 +215,7 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         c.reverse.setParameter(1, block.mapped);
         break;
     case 20:
+        block.mappedAlt = decayDisplayMs(v);
         c.reverse.setParameter(2, v);
         break;
     case 22:
@@ -249,6 +258,7 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         break;
     case 34:
         block.mapped = 0.875f * v + 0.125f;
+        block.mappedAlt = 20.0f * std::log10(block.mapped + 1e-08f);
         tonalLevel = block.mapped;
         break;
     case 36:
@@ -267,6 +277,8 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         c.crush.setParameter(0, 0.75f * v);
         break;
     case 41:
+        // The editor shows the reduced rate in hertz.
+        block.mappedAlt = std::clamp(v, 0.125f, 1.0f) * context.sampleRate;
         c.crush.setParameter(1, v);
         break;
     case 42:
@@ -275,6 +287,8 @@ void MFUniClient::setHostParameter(int32_t tag, float v) {
         break;
     case 44:
         block.mapped = v;
+        // The editor shows the knob's cutoff, before the envelope moves it, in hertz.
+        block.mappedAlt = v * v * v * 19965.0f + 45.0f;
         break;
     case 45:
         c.filter.setParameter(1, v);
@@ -412,6 +426,7 @@ void MFUniClient::setInternalParameter(int32_t tag, float v) {
     }
     case 321: // "MouseArea": the editor's column state, saved with the preset
         block.mapped = v;
+        showColumnRow();
         break;
     case 403: // "StretchSnap"
         block.mapped = switchForm(v);
@@ -571,26 +586,41 @@ void MFUniClient::setLaneParameter(int32_t lane, int32_t tag, float v) {
 }
 
 void MFUniClient::showPanel(int32_t state) {
-    // The gui control chooses one of fourteen effect pages and re-sends the switches
-    // of the page that came on, so that its sub-panels follow.
+    // The gui control chooses one of fourteen effect pages in the top-to-bottom order of
+    // the lanes. Every page that came on or went off re-sends its switches, so that the
+    // sub-panels of a hidden page hide and those of the shown page show their last choice.
+    // Choosing the page on display again still repaints.
     static const int32_t laneOfPage[14] = {
-        mflane::loop,       mflane::stretch, mflane::scratchLoop, mflane::reverse, mflane::vinyl,
-        mflane::tonalDelay, mflane::stutter, mflane::crush,       mflane::filter,  mflane::phaser,
-        mflane::chorus,     mflane::delay,   mflane::reverb,      mflane::xLoop};
-    if (state == guiPanel)
-        return;
+        mflane::xLoop,  mflane::loop,       mflane::scratchLoop, mflane::reverse, mflane::stretch,
+        mflane::vinyl,  mflane::tonalDelay, mflane::stutter,     mflane::crush,   mflane::filter,
+        mflane::phaser, mflane::chorus,     mflane::delay,       mflane::reverb};
+    bool wasOn[mflane::count];
+    for (int32_t lane = 0; lane < mflane::count; ++lane)
+        wasOn[lane] = panels.bit(mflane::tags[lane].pageBit);
     guiPanel = state;
     panels.effectPanel = state;
-    const int32_t lane = laneOfPage[state];
-    panels.showEffectPage(mflane::tags[lane].pageBit);
-    if (lane == mflane::vinyl)
-        setParameter(421, registry.values[421].raw);
-    if (lane == mflane::filter) {
-        setParameter(469, registry.values[469].raw);
-        setParameter(498, registry.values[498].raw);
+    panels.showEffectPage(mflane::tags[laneOfPage[state]].pageBit);
+    for (int32_t lane = 0; lane < mflane::count; ++lane) {
+        if (panels.bit(mflane::tags[lane].pageBit) == wasOn[lane])
+            continue;
+        if (lane == mflane::vinyl)
+            setParameter(421, registry.values[421].raw);
+        if (lane == mflane::filter) {
+            setParameter(469, registry.values[469].raw);
+            setParameter(498, registry.values[498].raw);
+        }
+        const int32_t switchTag = mflane::tags[lane].tableSwitch;
+        setParameter(switchTag, registry.values[switchTag].raw);
     }
-    const int32_t switchTag = mflane::tags[lane].tableSwitch;
-    setParameter(switchTag, registry.values[switchTag].raw);
+    panels.requestRedraw();
+}
+
+void MFUniClient::showColumnRow() {
+    // The effect column: the row under the press (1 at the top) picks the page, and a
+    // loaded state re-sends its saved press the same way.
+    const float y = std::clamp(mouseAreas[1].field(3), 0.0f, 1.0f);
+    const int32_t row = int32_t(y * 13.999f + 1.0f);
+    setParameter(320, float(row - 1) * 0.07692308f);
 }
 
 void MFUniClient::selectPattern() {

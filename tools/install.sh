@@ -17,11 +17,13 @@ vst_folder="${VST_PATH_INSTALL:-$HOME/.vst}"
 
 mkdir -p "$vst_folder" "$content"
 install -m 0755 build/release/Cadenzoid.so "$vst_folder/Cadenzoid.so"
+# The manual goes beside the plug-in: the folder the plug-in records as "installpath".
+install -m 0644 build/release/Manual.htm "$vst_folder/Manual.htm"
 # Factory presets are copied over; presets of the user's own (in "User" and elsewhere)
 # are left alone.
 cp -R build/release/content/. "$content"
 ./build/release/cadenzoid-settings set contentpath "$content"
 # The preset folders are derived from the content folder at the next first start.
 ./build/release/cadenzoid-settings set-integer firstuse 0
-echo "installed $vst_folder/Cadenzoid.so"
+echo "installed $vst_folder/Cadenzoid.so and its Manual.htm"
 echo "installed the factory presets into $content"

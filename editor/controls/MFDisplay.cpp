@@ -113,6 +113,10 @@ void MFDisplay::draw(CDrawContext& context) {
 
 void MFDisplay::onIdle() {
     MFControl::onIdle();
+    // A hidden display draws nothing, so what it last drew is stale until its page
+    // returns, and the page's return repaints it anyway.
+    if (!isShown())
+        return;
     const float shown = shownValue();
     const bool textChanged =
         showText && shown != lastShown && !(std::isnan(shown) && std::isnan(lastShown));

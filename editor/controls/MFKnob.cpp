@@ -79,7 +79,7 @@ int32_t MFKnob::frameRow() const {
 }
 
 void MFKnob::draw(CDrawContext& context) {
-    if (!isShown())
+    if (!isShown() || hidden)
         return;
     if (backgroundBitmap)
         backgroundBitmap->draw(context, size);

@@ -44,6 +44,8 @@ public:
     void setNoWheel(bool flag) { noWheel = flag; }
     void setSteppedFrames(bool flag) { steppedFrames = flag; }
     void setSpringBack(bool flag) { springBack = flag; }
+    // Takes the mouse but draws nothing, for a knob whose value a display beneath shows.
+    void setHidden(bool flag) { hidden = flag; }
     bool isDragging() const { return dragging; }
     // The strip row the value selects.
     int32_t frameRow() const;
@@ -75,4 +77,5 @@ private:
     bool absolute = false;
     bool steppedFrames = false;
     bool springBack = false;
+    bool hidden = false;
 };

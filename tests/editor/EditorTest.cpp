@@ -178,15 +178,16 @@ TEST(Editor, InternalTagsStayAwayFromTheHost) {
     PluginWithEditor p;
     p.editor().openHeadless();
     MFFrame& frame = *p.editor().getFrame();
-    auto* button = new MFButton(CRect(300, 300, 320, 320), &p.editor(), 501, &frame, nullptr,
+    // "init_c" starts off, so its first press (sent as 0.5) is a change.
+    auto* button = new MFButton(CRect(300, 300, 320, 320), &p.editor(), 557, &frame, nullptr,
                                 MFButton::toggle);
     frame.addView(button);
     const int begins = p.host.beginEdits;
     const int automations = p.host.automations;
-    const float before = p.plugin().getRegistry().rawValue(501);
+    const float before = p.plugin().getRegistry().rawValue(557);
     frame.onMouseDown(CPoint(310, 310), cbutton::left);
     frame.onMouseUp(CPoint(310, 310), cbutton::left);
-    EXPECT_NE(p.plugin().getRegistry().rawValue(501), before);
+    EXPECT_NE(p.plugin().getRegistry().rawValue(557), before);
     EXPECT_EQ(p.host.beginEdits, begins);
     EXPECT_EQ(p.host.endEdits, 0);
     EXPECT_EQ(p.host.automations, automations);

@@ -18,6 +18,7 @@ constexpr const char* usage =
     "usage: cadenzoid-snapshot [--preset FILE] [--page N] [-o FILE.png]\n"
     "  --preset FILE   load a preset file (the plug-in's state) before drawing\n"
     "  --page N        show the page of the Nth effect from the top, 0 (X-Loop) to 13\n"
+    "  --about         with the about panel open, as a click on its button opens it\n"
     "  -o FILE.png     where to write the picture (default cadenzoid-snapshot.png)\n";
 constexpr int pageCount = 14;
 constexpr int32_t pageTag = 320;
@@ -25,6 +26,8 @@ constexpr int32_t pageTag = 320;
 constexpr float pageScale = 0.071428575f;
 // No state is anywhere near this size; a larger file is not a preset.
 constexpr std::streamoff largestPreset = 16 * 1024 * 1024;
+// A point on the about button.
+const CPoint aboutButton(219, 28);
 // Idles before the picture is taken, so that everything bound has settled.
 constexpr int settleIdles = 3;
 
@@ -61,6 +64,7 @@ extern "C" __attribute__((visibility("default"))) const char* __lsan_default_sup
 int main(int argc, char** argv) {
     std::string preset, output = "cadenzoid-snapshot.png";
     int page = -1;
+    bool about = false;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         auto value = [&]() -> std::string {
@@ -77,6 +81,8 @@ int main(int argc, char** argv) {
             if (text.empty() || *end || n < 0 || n >= pageCount)
                 fail("page must be 0 to 13, not '" + text + "'");
             page = int(n);
+        } else if (a == "--about") {
+            about = true;
         } else if (a == "-o") {
             output = value();
         } else if (a == "-h" || a == "--help") {
@@ -99,6 +105,10 @@ int main(int argc, char** argv) {
 
     auto* editor = static_cast<MFUniClientEditor*>(plugin->getEditor());
     editor->openHeadless();
+    if (about) {
+        editor->getFrame()->onMouseDown(aboutButton, cbutton::left);
+        editor->getFrame()->onMouseUp(aboutButton, cbutton::left);
+    }
     for (int i = 0; i < settleIdles; ++i)
         editor->idle();
     cairo_surface_t* picture = editor->getFrame()->getBackBuffer();

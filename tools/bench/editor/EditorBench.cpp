@@ -101,9 +101,8 @@ void EditorIdleNothingChanged(benchmark::State& state) {
 }
 BENCHMARK(EditorIdleNothingChanged)->Unit(benchmark::kMicrosecond);
 
-// Until the layout is placed the editor holds a handful of views. This frame stands in for
-// a full window: a 770 x 525 background, 120 knobs from 128-frame strips and 120 text
-// displays, each with its own bound float, all drawn at each pass.
+// A frame of plain views to compare the editor's own with: a 770 x 525 background, 120 knobs from
+// 128-frame strips and 120 text displays, each with its own bound float, all drawn at each pass.
 struct SyntheticWindow {
     static constexpr int columns = 12;
     static constexpr int rows = 10;

@@ -1,0 +1,73 @@
+// Value routing: every control's change reaches the plug-in here, by its tag.
+#include "editor/MFEditorLayout.h"
+#include "editor/MFUniClientEditor.h"
+#include "editor/MFValueRouting.h"
+#include "editor/controls/MFFrame.h"
+#include "editor/controls/MFMouseArea.h"
+#include "editor/controls/MFViewContainer.h"
+#include "engine/MFUniClient.h"
+
+using namespace mfrouting;
+
+namespace {
+// The plug-in's mouse area states: pattern keys, the effect column, the tempo modes.
+constexpr int32_t patternKeysArea = 0, columnArea = 1, tempoArea = 2;
+
+// Which preset stepping button of which effect a tag is: -1 previous, 1 next, 0 neither.
+int32_t presetStep(int32_t tag, int32_t& category) {
+    for (const mflayout::EffectGroupRow& g : mflayout::effectGroups) {
+        if (tag == g.previousTag || tag == g.nextTag) {
+            category = mflane::presetCategory[g.lane];
+            return tag == g.nextTag ? 1 : -1;
+        }
+    }
+    return 0;
+}
+} // namespace
+
+void MFUniClientEditor::valueChanged(CControl* control) {
+    const int32_t tag = control->getTag();
+    const float value = control->getValue();
+    auto copyArea = [this, control](int32_t area) {
+        auto* mouse = static_cast<MFMouseArea*>(control);
+        for (int32_t f = 0; f < MFMouseArea::fieldCount; ++f)
+            plugin.getMouseArea(area).setField(f, mouse->getState()[f]);
+    };
+
+    int32_t category = 0;
+    const int32_t step = presetStep(tag, category);
+    if (tag == patternKeysTag) {
+        copyArea(patternKeysArea);
+        plugin.setParameterAutomated(tag, value);
+    } else if (tag >= firstBypassTag && tag <= lastBypassTag) {
+        plugin.setParameterAutomated(tag, value * bypassScale);
+    } else if (tag > 0 && tag < MFUniClient::hostParameterCount) {
+        plugin.setParameterAutomated(tag, value);
+    } else if (step != 0) {
+        if (value == 1.0f) {
+            if (step > 0)
+                plugin.getPresetManager().nextPreset(category);
+            else
+                plugin.getPresetManager().previousPreset(category);
+            plugin.notifyHostDisplay();
+        }
+    } else if (tag == columnTag) {
+        copyArea(columnArea);
+        plugin.setParameter(tag, value);
+    } else if (tag == tempoTag) {
+        copyArea(tempoArea);
+        plugin.setParameter(tag, value);
+    } else if (tag == aboutTag) {
+        if (value == 0.0f && aboutPanel && frame->getModalControl() != aboutPanel)
+            aboutPanel->openModal(MFViewContainer::modeClosesOutside, nullptr, tag);
+    } else if (tag == nextProgramTag || tag == previousProgramTag) {
+        if (value == 1.0f) {
+            plugin.setProgram(plugin.getProgram() + (tag == nextProgramTag ? 1 : -1));
+            plugin.notifyHostDisplay();
+        }
+    } else {
+        // The preset menus, the learn popups and the tables arrive with their views.
+        plugin.setParameter(tag, value * scaleOf(tag));
+    }
+    control->setDirty();
+}

@@ -468,10 +468,10 @@ void drawLaneSprite(cairo_t* cr, const BitmapSpec& spec) {
 }
 
 void drawClipLamp(cairo_t* cr, const BitmapSpec& spec) {
-    // One frame: the output clipped. The display shows it while the output is over full scale.
+    // One frame, so it cannot change with the signal: an unlit clip lamp, a quiet label
+    // that the meters beside it are the output's. A lit lamp at rest would read as a fault.
     well(cr, 0, 0, spec.width, spec.height);
-    fillRect(cr, 1, 1, spec.width - 2, spec.height - 2, mix(Palette::alarm, Palette::well, 0.78));
-    text(cr, "CLIP", 0, 0, spec.width, spec.height, 8.0, mix(Palette::alarm, Palette::lit, 0.3));
+    text(cr, "CLIP", 0, 0, spec.width, spec.height, 8.0, mix(Palette::alarm, Palette::well, 0.55));
 }
 
 } // namespace

@@ -398,6 +398,8 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
         return;
     }
     audioRunning.set(true);
+    // Buffers asked for more room inside the block are grown by the grower's thread.
+    MFBufferGrower::AudioBlock audioBlock(context.bufferGrower);
     noiseIndex = (noiseIndex + 1) % noiseTableSize;
 
     blockTiming = transport.beginBlock(getTimeInfo(timeInfoMask), frames, context.samplesPerBeat);

@@ -114,6 +114,8 @@ void MFUniClient::runTick(int32_t i) {
 
     if (transport.tempoKnown && transport.hostTempo != context.tempo)
         applyTempoChange();
+    // Room that a tempo change asked for and the grower has since made: take it up.
+    context.takeGrownBuffers();
 
     MFFloatZoneHandler* range = masterLane.currentHandler();
     transport.computeStep(range->startTable[0], range->endTable[0], context.ticksPerMs);

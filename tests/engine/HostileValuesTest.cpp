@@ -30,45 +30,17 @@ constexpr int blocksPerValue = 2;
 // the knobs and far below a feedback loop or a gain that ran away.
 constexpr float levelBound = 64.0f;
 
-const float hostileValues[] = {-1e30f,
-                               -100.0f,
-                               -2.0f,
-                               -1.0f,
-                               -1e-30f,
-                               -0.0f,
-                               0.0f,
-                               1.0f,
-                               2.0f,
-                               100.0f,
-                               1e6f,
-                               1e9f,
-                               1e30f,
-                               std::numeric_limits<float>::infinity(),
-                               -std::numeric_limits<float>::infinity(),
-                               std::numeric_limits<float>::quiet_NaN(),
-                               std::numeric_limits<float>::denorm_min(),
-                               -1e-40f,
-                               1e-40f};
+constexpr float inf = std::numeric_limits<float>::infinity();
+constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+constexpr float tiniest = std::numeric_limits<float>::denorm_min();
+const float hostileValues[] = {-1e30f, -100.0f, -2.0f,   -1.0f,   -1e-30f, -0.0f, 0.0f,
+                               1.0f,   2.0f,    100.0f,  1e6f,    1e9f,    1e30f, inf,
+                               -inf,   nan,     tiniest, -1e-40f, 1e-40f};
 
-// Aborts with the case in hand if one case runs for a minute: a hang, not slowness.
+// Aborts naming the case in hand if one case runs for a minute: a hang, not slowness.
 class Watchdog {
 public:
-    Watchdog()
-        : thread([this] {
-              int64_t last = -1;
-              int idle = 0;
-              while (!done.load()) {
-                  std::this_thread::sleep_for(std::chrono::milliseconds(100));
-                  const int64_t now = progress.load();
-                  idle = now == last ? idle + 1 : 0;
-                  last = now;
-                  if (idle > 600) {
-                      std::fprintf(stderr, "hang: tag %d, value %g\n", tag.load(),
-                                   double(value.load()));
-                      std::abort();
-                  }
-              }
-          }) {}
+    Watchdog() : thread([this] { watch(); }) {}
     ~Watchdog() {
         done.store(true);
         thread.join();
@@ -80,6 +52,20 @@ public:
     }
 
 private:
+    void watch() {
+        for (int64_t last = -1, idle = 0; !done.load(); ++idle) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            const int64_t now = progress.load();
+            if (now != last) {
+                last = now;
+                idle = 0;
+            }
+            if (idle > 600) {
+                std::fprintf(stderr, "hang: tag %d, value %g\n", tag.load(), double(value.load()));
+                std::abort();
+            }
+        }
+    }
     std::atomic<int64_t> progress{0};
     std::atomic<int32_t> tag{-1};
     std::atomic<float> value{0.0f};

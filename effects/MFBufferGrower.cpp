@@ -2,6 +2,8 @@
 
 #include "effects/MFAlignedArray.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 
 MFBufferGrower::~MFBufferGrower() {
@@ -16,8 +18,11 @@ MFBufferGrower::~MFBufferGrower() {
 void MFBufferGrower::add(MFAlignedArray& array) {
     std::lock_guard<std::mutex> guard(lock);
     arrays.push_back(&array);
-    if (!worker.joinable())
+    if (!worker.joinable()) {
         worker = std::thread([this] { run(); });
+        // Named, so that a host's thread list shows whose it is.
+        pthread_setname_np(worker.native_handle(), "cdz-buffers");
+    }
 }
 
 void MFBufferGrower::remove(MFAlignedArray& array) {

@@ -27,6 +27,11 @@ MFBeatStretcher::MFBeatStretcher(int32_t effectId, MFSystemInfo& ctx,
     setParameterDefault(parameterFade, 0.2f);
     setParameterDefault(parameterGate, 0.5f);
 
+    // Room for the pre-history and three of the longest bars there can be, grown in place.
+    const uint32_t ceiling = uint32_t(MFSystemInfo::maximumRate / 44100.0f * prerollAt44k + 1.0f) +
+                             uint32_t(MFSystemInfo::longestBeat * 12.0f);
+    captureLeft.reserve(ceiling, ctx.bufferGrower);
+    captureRight.reserve(ceiling, ctx.bufferGrower);
     prerollLength = int32_t(context.rateRatio * prerollAt44k);
     captureLength = int32_t(context.samplesPerBeat * 8.0f);
     captureLeft.setSize(uint32_t(captureSamples()));
@@ -270,16 +275,21 @@ void MFBeatStretcher::reset() {
 }
 
 void MFBeatStretcher::updateBuffers(bool keepContents) {
-    const int32_t newCapture = int32_t(context.samplesPerBeat * 8.0f);
+    int32_t newCapture = int32_t(context.samplesPerBeat * 8.0f);
     const int32_t newPreroll = int32_t(context.rateRatio * prerollAt44k);
     // A rate change that keeps two bars the same length still moves the pre-history.
     if (newCapture == captureLength && newPreroll == prerollLength)
         return;
     status = statusResizing;
-    captureLength = newCapture;
     prerollLength = newPreroll;
-    captureLeft.setSize(uint32_t(captureSamples()));
-    captureRight.setSize(uint32_t(captureSamples()));
+    const bool leftFits = captureLeft.requestSize(uint32_t(captureSamples()));
+    const bool rightFits = captureRight.requestSize(uint32_t(captureSamples()));
+    // Until the grower has made room for longer bars, the capture is what the room holds.
+    if (!leftFits || !rightFits) {
+        const uint32_t room = std::min(captureLeft.getCapacity(), captureRight.getCapacity());
+        newCapture = std::min(newCapture, int32_t(room) - newPreroll);
+    }
+    captureLength = newCapture;
     ringLeft.setSize(uint32_t(ringSamples()));
     ringRight.setSize(uint32_t(ringSamples()));
     if (!keepContents) {

@@ -4,12 +4,12 @@
 
 void MFBufferRegistry::clearAll() {
     for (const Entry& e : entries)
-        std::memset(e.data, 0, e.bytes);
+        std::memset(e.data, 0, e.length());
 }
 
 std::size_t MFBufferRegistry::totalBytes() const {
     std::size_t total = 0;
     for (const Entry& e : entries)
-        total += e.bytes;
+        total += e.length();
     return total;
 }

@@ -35,6 +35,10 @@ MFLevelDelay::MFLevelDelay(int32_t effectId, MFSystemInfo& ctx, const MFDivision
     setParameterDefault(parameterDry, 1.0f);
     wet.value = 0.0f;
     dry.value = 1.0f;
+    // Room for a line of the longest bar there can be, grown in place as the tempo asks.
+    const uint32_t ceiling = uint32_t(4.0f * MFSystemInfo::longestBeat + 65.0f) + 1;
+    lineLeft.reserve(ceiling, ctx.bufferGrower);
+    lineRight.reserve(ceiling, ctx.bufferGrower);
     updateBuffers(false);
     lineLeft.clear();
     lineRight.clear();
@@ -98,15 +102,22 @@ void MFLevelDelay::setMix(float value) {
 
 void MFLevelDelay::updateBuffers(bool) {
     status = statusResizing;
-    lineLength = int32_t(4.0f * context.samplesPerBeat + 65.0f);
-    if (lineLength <= 0) {
+    int32_t length = int32_t(4.0f * context.samplesPerBeat + 65.0f);
+    if (length <= 0) {
+        lineLength = length;
         status = statusUnusable;
         return;
     }
     // A longer line may take in old samples; they are cleared again while silent.
     silentRun = 0;
-    lineLeft.setSize(uint32_t(lineLength) + 1);
-    lineRight.setSize(uint32_t(lineLength) + 1);
+    const bool leftFits = lineLeft.requestSize(uint32_t(length) + 1);
+    const bool rightFits = lineRight.requestSize(uint32_t(length) + 1);
+    // Until the grower has made room for longer lines, the lines are what the room holds.
+    if (!leftFits || !rightFits) {
+        const uint32_t room = std::min(lineLeft.getCapacity(), lineRight.getCapacity());
+        length = std::min(length, int32_t(room) - 1);
+    }
+    lineLength = length;
     if (writeIndex >= lineLength)
         writeIndex = 0;
     status = statusIdle;

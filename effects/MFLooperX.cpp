@@ -13,6 +13,12 @@ namespace {
 int32_t halfBars(int32_t bar, int32_t halves) {
     return int32_t(float(halves) * 0.5f * float(bar));
 }
+
+// Room reserved for the longest bar there can be, in the construction sizes (three bars of
+// take and history, a bar and a half of tail), which cover every later size.
+uint32_t reservedHalves(int32_t halves) {
+    return uint32_t(halfBars(int32_t(4.0f * MFSystemInfo::longestBeat), halves)) + 1;
+}
 } // namespace
 
 MFLooperX::MFLooperX(int32_t id, MFSystemInfo& ctx, const MFDivisionSet* set)
@@ -32,9 +38,13 @@ MFLooperX::MFLooperX(int32_t id, MFSystemInfo& ctx, const MFDivisionSet* set)
     setParameterDefault(parameterDecay, 0.5f);
     setParameterDefault(parameterGate, 0.5f);
 
+    for (MFAlignedArray* a : {&takeLeft, &takeRight, &historyLeft, &historyRight})
+        a->reserve(reservedHalves(6), ctx.bufferGrower);
+    tailLeft.reserve(reservedHalves(3), ctx.bufferGrower);
+    tailRight.reserve(reservedHalves(3), ctx.bufferGrower);
     barLength = int32_t(4.0f * context.samplesPerBeat);
     // Room for three bars of take and history at the tempo we start with.
-    sizeBuffers(6, 6, 3);
+    sizeBuffers(barLength, 6, 6, 3);
     takeLeft.clear();
     takeRight.clear();
     historyLeft.clear();
@@ -52,17 +62,28 @@ MFLooperX::~MFLooperX() {
     stopListeningToTempo(this);
 }
 
-void MFLooperX::sizeBuffers(int32_t takeHalves, int32_t historyHalves, int32_t tailHalves) {
-    const auto grow = [](MFAlignedArray& a, int32_t samples) {
+bool MFLooperX::sizeBuffers(int32_t bar, int32_t takeHalves, int32_t historyHalves,
+                            int32_t tailHalves) {
+    bool fits = true;
+    const auto grow = [&fits](MFAlignedArray& a, int32_t samples) {
         if (uint32_t(samples) > a.getSize())
-            a.setSize(uint32_t(samples));
+            fits = a.requestSize(uint32_t(samples)) && fits;
     };
-    grow(takeLeft, halfBars(barLength, takeHalves));
-    grow(takeRight, halfBars(barLength, takeHalves));
-    grow(historyLeft, halfBars(barLength, historyHalves));
-    grow(historyRight, halfBars(barLength, historyHalves));
-    grow(tailLeft, halfBars(barLength, tailHalves));
-    grow(tailRight, halfBars(barLength, tailHalves));
+    grow(takeLeft, halfBars(bar, takeHalves));
+    grow(takeRight, halfBars(bar, takeHalves));
+    grow(historyLeft, halfBars(bar, historyHalves));
+    grow(historyRight, halfBars(bar, historyHalves));
+    grow(tailLeft, halfBars(bar, tailHalves));
+    grow(tailRight, halfBars(bar, tailHalves));
+    return fits;
+}
+
+int32_t MFLooperX::barThatFits() const {
+    // The take holds two bars, the history and the tail one each.
+    const uint32_t take = std::min(takeLeft.getCapacity(), takeRight.getCapacity()) / 2;
+    const uint32_t ring = std::min({historyLeft.getCapacity(), historyRight.getCapacity(),
+                                    tailLeft.getCapacity(), tailRight.getCapacity()});
+    return int32_t(std::min(take, ring));
 }
 
 void MFLooperX::applySize(float value) {
@@ -269,7 +290,10 @@ void MFLooperX::reset() {
 
 void MFLooperX::updateBuffers(bool) {
     status = statusResizing;
-    const int32_t bar = int32_t(4.0f * context.samplesPerBeat);
+    int32_t bar = int32_t(4.0f * context.samplesPerBeat);
+    // Until the grower has made room for a longer bar, the bar is what the room holds.
+    if (!sizeBuffers(bar, 4, 2, 2))
+        bar = std::min(bar, barThatFits());
     if (bar == barLength) {
         status = statusIdle;
         return;
@@ -282,13 +306,16 @@ void MFLooperX::updateBuffers(bool) {
     }
     if (bar <= historyWrite)
         historyWrite = 0;
-    sizeBuffers(4, 2, 2);
     status = bar == 0 ? statusUnusable : statusIdle;
 }
 
 void MFLooperX::bpmChanged() {
     updateBuffers(true);
     applySize(parameters[parameterSize]);
+    // While the room is still short of the new bar, the loop stays inside the bar it has.
+    const bool roomShort = barLength < int32_t(4.0f * context.samplesPerBeat);
+    if (roomShort && pendingLength >= barLength)
+        pendingLength = barLength - 1;
 }
 
 void MFLooperX::getParameterDisplay(int32_t index, float value, char* text) {

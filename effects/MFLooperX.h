@@ -60,8 +60,10 @@ public:
 private:
     void applySize(float value);
     void computeDecayStep();
-    // Sizes in half bars, grown only.
-    void sizeBuffers(int32_t takeHalves, int32_t historyHalves, int32_t tailHalves);
+    // Sizes in half bars of `bar`, grown only; false while the grower is still making room.
+    bool sizeBuffers(int32_t bar, int32_t takeHalves, int32_t historyHalves, int32_t tailHalves);
+    // The longest bar the buffers hold now.
+    int32_t barThatFits() const;
 
     mfdsp::MFMixRamp ramp;
     mfdsp::MFStateVariableLowPass filterLeft;

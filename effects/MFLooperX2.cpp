@@ -28,6 +28,10 @@ MFLooperX2::MFLooperX2(int32_t id, MFSystemInfo& ctx, const MFDivisionSet* set)
     setParameterDefault(parameterPitchChange, 0.5f);
     setParameterDefault(parameterGate, 0.5f);
 
+    // Room for two of the longest bars there can be, grown in place as the tempo asks.
+    const uint32_t ceiling = uint32_t(8.0f * MFSystemInfo::longestBeat) + 1 + readMargin;
+    bufferLeft.reserve(ceiling, ctx.bufferGrower);
+    bufferRight.reserve(ceiling, ctx.bufferGrower);
     barLength = int32_t(4.0f * context.samplesPerBeat);
     // Two bars of room at the starting tempo; the bar plus one sample is in use.
     growBuffers(2 * barLength);
@@ -47,11 +51,12 @@ MFLooperX2::~MFLooperX2() {
     stopListeningToTempo(this);
 }
 
-void MFLooperX2::growBuffers(int32_t samples) {
-    if (uint32_t(samples) > bufferLeft.getSize())
-        bufferLeft.setSize(uint32_t(samples));
-    if (uint32_t(samples) > bufferRight.getSize())
-        bufferRight.setSize(uint32_t(samples));
+bool MFLooperX2::growBuffers(int32_t samples) {
+    bool fits = true;
+    for (MFAlignedArray* a : {&bufferLeft, &bufferRight})
+        if (uint32_t(samples) > a->getSize())
+            fits = a->requestSize(uint32_t(samples)) && fits;
+    return fits;
 }
 
 int32_t MFLooperX2::clampSlice(int32_t s) const {
@@ -297,7 +302,12 @@ void MFLooperX2::reset() {
 
 void MFLooperX2::updateBuffers(bool keepContents) {
     status = statusResizing;
-    const int32_t bar = int32_t(4.0f * context.samplesPerBeat);
+    int32_t bar = int32_t(4.0f * context.samplesPerBeat);
+    // Until the grower has made room for a longer bar, the bar is what the room holds.
+    if (!growBuffers(bar + 1 + readMargin)) {
+        const uint32_t room = std::min(bufferLeft.getCapacity(), bufferRight.getCapacity());
+        bar = std::min(bar, int32_t(room) - 1 - readMargin);
+    }
     if (bar == barLength) {
         status = statusIdle;
         return;
@@ -307,7 +317,6 @@ void MFLooperX2::updateBuffers(bool keepContents) {
         readPosition = 0.0f;
     if (writeIndex > bar)
         writeIndex = bar;
-    growBuffers(bar + 1 + readMargin);
     readLimit = float(std::min(bufferLeft.getSize(), bufferRight.getSize()) - 2);
     if (!keepContents) {
         bufferLeft.clear();

@@ -65,7 +65,8 @@ private:
     int32_t clampSlice(int32_t s) const;
     void nextRepeat();
     void retrigger();
-    void growBuffers(int32_t bar);
+    // Grows both buffers to `samples`; false while the grower is still making room.
+    bool growBuffers(int32_t samples);
     float readAt(const float* buffer) const;
 
     mfdsp::MFMixRamp ramp;

@@ -3,6 +3,7 @@
 #include "effects/MFOptionMenuInterface.h"
 #include "platform/MFDebugOutput.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -23,6 +24,10 @@ MFReverserX::MFReverserX(int32_t effectId, MFSystemInfo& ctx, const MFDivisionSe
     for (int32_t i = 0; i < parameterTotal; ++i)
         setParameterDefault(i, 0.5f);
 
+    // Room for the longest bar there can be, grown in place as the tempo asks.
+    const uint32_t ceiling = uint32_t(MFSystemInfo::longestBeat * 4.0f + 1.0f);
+    ringLeft.reserve(ceiling, ctx.bufferGrower);
+    ringRight.reserve(ceiling, ctx.bufferGrower);
     const int32_t ringSamples = int32_t(context.samplesPerBeat * 4.0f + 1.0f);
     ringLength = ringSamples - 1;
     ringLeft.setSize(uint32_t(ringSamples > 1 ? ringSamples : 1));
@@ -211,16 +216,21 @@ void MFReverserX::reset() {
 
 void MFReverserX::updateBuffers(bool keepContents) {
     status = statusResizing;
-    const int32_t ringSamples = int32_t(context.samplesPerBeat * 4.0f + 1.0f);
-    ringLength = ringSamples - 1;
-    if (ringLength <= 0) {
+    int32_t ringSamples = int32_t(context.samplesPerBeat * 4.0f + 1.0f);
+    if (ringSamples - 1 <= 0) {
         ringLength = 0;
         ringWrite = readIndex = 0;
         status = statusUnusable;
         return;
     }
-    ringLeft.setSize(uint32_t(ringSamples));
-    ringRight.setSize(uint32_t(ringSamples));
+    const bool leftFits = ringLeft.requestSize(uint32_t(ringSamples));
+    const bool rightFits = ringRight.requestSize(uint32_t(ringSamples));
+    // Until the grower has made room for a longer bar, the ring is what the room holds.
+    if (!leftFits || !rightFits) {
+        const uint32_t room = std::min(ringLeft.getCapacity(), ringRight.getCapacity());
+        ringSamples = std::min(ringSamples, int32_t(room));
+    }
+    ringLength = ringSamples - 1;
     if (!keepContents) {
         ringLeft.clear();
         ringRight.clear();

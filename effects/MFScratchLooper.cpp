@@ -62,7 +62,10 @@ MFScratchLooper::MFScratchLooper(int32_t id, MFSystemInfo& ctx, const MFDivision
 
     ringLength = std::max(int32_t(context.samplesPerBeat * 2.0f), minimumRingLength);
     recordLength = ringLength;
+    // Room for the two longest beats there can be, grown in place as the tempo asks.
+    const uint32_t ceiling = uint32_t(MFSystemInfo::longestBeat * 2.0f) + 2;
     for (MFAlignedArray* a : {&ringLeft, &ringRight, &recordLeft, &recordRight}) {
+        a->reserve(ceiling, ctx.bufferGrower);
         a->setSize(uint32_t(ringLength + 2));
         a->clear();
     }
@@ -262,11 +265,19 @@ void MFScratchLooper::process(float* left, float* right, int32_t count) {
 
 void MFScratchLooper::updateBuffers(bool keepContents) {
     status = statusResizing;
-    const int32_t length = int32_t(context.samplesPerBeat * 2.0f);
+    int32_t length = int32_t(context.samplesPerBeat * 2.0f);
     if (length != ringLength && length >= minimumRingLength) {
-        ringLength = length;
+        bool fits = true;
         for (MFAlignedArray* a : {&ringLeft, &ringRight, &recordLeft, &recordRight})
-            a->setSize(uint32_t(ringLength + 2));
+            fits = a->requestSize(uint32_t(length + 2)) && fits;
+        // Until the grower has made room for a longer ring, the ring is what the room holds.
+        if (!fits) {
+            uint32_t room = ringLeft.getCapacity();
+            for (const MFAlignedArray* a : {&ringRight, &recordLeft, &recordRight})
+                room = std::min(room, a->getCapacity());
+            length = std::min(length, int32_t(room) - 2);
+        }
+        ringLength = length;
         if (ringWrite >= ringLength)
             ringWrite = 0;
     }

@@ -68,3 +68,12 @@ void MFSystemInfo::notifyTempoListeners() {
     for (MFBPMChangeInterface* listener : tempoListeners)
         listener->bpmChanged();
 }
+
+bool MFSystemInfo::takeGrownBuffers() {
+    const uint32_t delivered = bufferGrower.deliveries();
+    if (delivered == grownSeen)
+        return false;
+    grownSeen = delivered;
+    notifyTempoListeners();
+    return true;
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "effects/MFBufferGrower.h"
 #include "effects/MFBufferRegistry.h"
 #include "platform/MFRelaxed.h"
 
@@ -13,14 +14,19 @@ class MFInitInterface;
 // constants derived from them. Only the plug-in object writes it.
 class MFSystemInfo {
 public:
-    static constexpr float minimumRate = 11050.0f;
-    static constexpr float maximumRate = 176000.0f;
+    // Every rate a host offers, 11.025 to 192 kHz, is taken over (176.4 and 192 kHz
+    // sessions exist; refusing them left every length wrong by the ratio of the rates).
+    static constexpr float minimumRate = 11025.0f;
+    static constexpr float maximumRate = 192000.0f;
     static constexpr double minimumTempo = 45.0;
     static constexpr double tempoCeiling = 500.0;
+    // The longest a beat can last, in samples: the slowest tempo at the highest rate.
+    // Buffers that grow with the tempo reserve their room from it.
+    static constexpr float longestBeat = maximumRate * 60.0f / float(minimumTempo);
 
     MFSystemInfo(MFBufferRegistry& registry, std::vector<MFBPMChangeInterface*>& listeners);
 
-    // Takes the rate over only inside 11050..176000; returns whether it did.
+    // Takes the rate over only inside minimumRate..maximumRate; returns whether it did.
     bool setSampleRate(float rate);
     // Raises a tempo below 45 to 45 and ignores one of 500 or more.
     void setTempo(double bpm);
@@ -30,6 +36,10 @@ public:
     void addTempoListener(MFBPMChangeInterface* listener);
     void removeTempoListener(MFBPMChangeInterface* listener);
     void notifyTempoListeners();
+    // Once the grower has handed over room that listeners asked for on the audio thread,
+    // tells them again (bpmChanged), so they take up the lengths of the tempo in force.
+    // The block driver calls it at every tick; returns whether it told them.
+    bool takeGrownBuffers();
 
     MFRelaxed<double> tempo = 120.0;
     MFRelaxed<float> samplesPerBeat = 22100.0f;
@@ -53,6 +63,7 @@ public:
 
     MFBufferRegistry& bufferRegistry;
     std::vector<MFBPMChangeInterface*>& tempoListeners;
+    MFBufferGrower bufferGrower;
 
     // Shared by the lanes and tables: the step range the editor works on,
     // the objects behind init/copy/paste/Chaos, and the range of random fills.
@@ -71,4 +82,6 @@ public:
 
 private:
     void deriveFromRate(float rate);
+
+    uint32_t grownSeen = 0;
 };

@@ -43,6 +43,8 @@ public:
 
     MFRelaxed<float>& raw(int32_t tag) { return values[tag].raw; }
     float rawValue(int32_t tag) const { return values[tag].raw; }
+    // The raw value held to 0..1, for the readers that map a value at the tick.
+    float unitValue(int32_t tag) const { return mfUnitValue(values[tag].raw); }
     // Any tag 0..565; null for tags without a record.
     MFParameterRecord* byTag(int32_t tag);
     const MFParameterRow* rowByTag(int32_t tag) const;

@@ -2,6 +2,7 @@
 
 #include "platform/MFRelaxed.h"
 
+#include <algorithm>
 #include <cstdint>
 
 // The value block of one parameter. The raw value is the truth; the touch flag is 1
@@ -17,3 +18,8 @@ struct MFParameterValue {
 
 // Tags run from 0 to 565; one block per tag keeps every value addressable by its tag.
 constexpr int32_t mfTagCount = 566;
+
+// A raw value as the mappings take it: held to the normalised range 0..1.
+inline float mfUnitValue(float raw) {
+    return std::clamp(raw, 0.0f, 1.0f);
+}

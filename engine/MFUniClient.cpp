@@ -439,6 +439,8 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
         return;
     }
     audioRunning.set(true);
+    // Buffers asked for more room inside the block are grown by the grower's thread.
+    MFBufferGrower::AudioBlock audioBlock(context.bufferGrower);
 
     blockTiming = transport.beginBlock(getTimeInfo(timeInfoMask), frames, context.samplesPerBeat);
     // A render must not depend on what the host did before it: playback restarts the ticks.

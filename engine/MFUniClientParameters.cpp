@@ -130,16 +130,20 @@ void MFUniClient::setParameter(int32_t tag, float v) {
         mfDebugOutput("setParameter: tag out of range");
         return;
     }
+    MFParameterValue& block = registry.values[tag];
+    block.raw = v;
+    block.copy = v;
+    // The raw value is kept as sent, but every form is mapped from it held to 0..1: hosts
+    // send values outside the range, and no length or index may follow them out of a buffer.
+    const float unit = mfUnitValue(v);
     if (tag < hostParameterCount)
-        setHostParameter(tag, v);
+        setHostParameter(tag, unit);
     else
-        setInternalParameter(tag, v);
+        setInternalParameter(tag, unit);
 }
 
 void MFUniClient::setHostParameter(int32_t tag, float v) {
     MFParameterValue& block = registry.values[tag];
-    block.raw = v;
-    block.copy = v;
     MFEffectChain& c = chain;
 
     // Bypass switches, the mixes and the smoothing times are per-lane families.
@@ -398,8 +402,6 @@ void MFUniClient::refreshWeights() {
 
 void MFUniClient::setInternalParameter(int32_t tag, float v) {
     MFParameterValue& block = registry.values[tag];
-    block.raw = v;
-    block.copy = v;
 
     for (int32_t lane = 0; lane < mflane::count; ++lane) {
         const MFLaneTags& t = mflane::tags[lane];

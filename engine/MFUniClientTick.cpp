@@ -88,7 +88,7 @@ void MFUniClient::setSwing(float v) {
 
 void MFUniClient::setStepLength(float v) {
     transport.setStepLength(v, context.samplesPerBeat);
-    transport.setSwing(registry.rawValue(116));
+    transport.setSwing(registry.unitValue(116));
 }
 
 void MFUniClient::setPositionMode(float v) {
@@ -119,6 +119,8 @@ void MFUniClient::runTick(int32_t i) {
 
     if (transport.tempoKnown && transport.hostTempo != context.tempo)
         applyTempoChange();
+    // Room that a tempo change asked for and the grower has since made: take it up.
+    context.takeGrownBuffers();
 
     MFFloatZoneHandler* range = masterLane.currentHandler();
     transport.computeStep(range->startTable[0], range->endTable[0], context.ticksPerMs);
@@ -216,7 +218,7 @@ void MFUniClient::runLanes() {
             filterEnvelope.tick(g.getGateOut(), ticksPerMs, transport.runSource == 0.0f);
             const float source = filterEnvMode ? follower.valueAtTick() : filterEnvelope.level();
             const float v =
-                std::clamp(source * filterPeak + registry.rawValue(filterCutoffTag), 0.0f, 1.0f);
+                std::clamp(source * filterPeak + registry.unitValue(filterCutoffTag), 0.0f, 1.0f);
             chain.filter.setParameter(0, v);
             chain.filter.setMix(g.getWetOut());
             chain.filter.controlTick();
@@ -233,14 +235,14 @@ void MFUniClient::runLanes() {
         case mflane::delay:
             chain.delay.setParameter(
                 delayDryIndex,
-                MFLaneGate::levelLine(g.getEnvLevel(), registry.rawValue(delayDryTag)));
+                MFLaneGate::levelLine(g.getEnvLevel(), registry.unitValue(delayDryTag)));
             chain.delay.setMix(g.getWetOut());
             chain.delay.controlTick();
             break;
         case mflane::reverb:
             chain.reverb.setParameter(
                 reverbDryIndex,
-                MFLaneGate::levelLine(g.getEnvLevel(), registry.rawValue(reverbDryTag)));
+                MFLaneGate::levelLine(g.getEnvLevel(), registry.unitValue(reverbDryTag)));
             chain.reverb.setMix(g.getWetOut());
             chain.reverb.controlTick();
             break;

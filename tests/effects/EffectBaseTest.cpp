@@ -32,13 +32,17 @@ TEST(SystemInfo, DerivesFromRateAndRejectsRatesOutsideRange) {
 
     EXPECT_FALSE(c.info.setSampleRate(200000.0f));
     EXPECT_FALSE(c.info.setSampleRate(8000.0f));
-    EXPECT_FALSE(c.info.setSampleRate(176000.5f));
+    EXPECT_FALSE(c.info.setSampleRate(192000.5f));
+    EXPECT_FALSE(c.info.setSampleRate(11024.5f));
     EXPECT_FLOAT_EQ(c.info.sampleRate, 44100.0f);
     EXPECT_FLOAT_EQ(c.info.samplesPerMs, 44.1f);
 
-    EXPECT_TRUE(c.info.setSampleRate(176000.0f));
-    EXPECT_TRUE(c.info.setSampleRate(11050.0f));
-    EXPECT_FLOAT_EQ(c.info.rateRatio, 11050.0f / 44100.0f);
+    // Every rate a host offers, from 11.025 to 192 kHz.
+    for (const float rate : {11025.0f, 176400.0f, 192000.0f}) {
+        EXPECT_TRUE(c.info.setSampleRate(rate)) << rate;
+        EXPECT_FLOAT_EQ(c.info.rateRatio, rate / 44100.0f);
+        EXPECT_FLOAT_EQ(c.info.samplesPerBeat, rate / 2.0f) << "a beat at 120 bpm";
+    }
 }
 
 TEST(SystemInfo, TempoIsClampedBelowAndIgnoredAtTheCeiling) {

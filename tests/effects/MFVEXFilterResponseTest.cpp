@@ -194,7 +194,7 @@ TEST(VEXFilterResponse, ResponseNeverRisesAboveWhatTheResonanceAsksFor) {
 
 // At resonance 0 no mode, linear or not (the comb of mode 6, the sample and hold of 8 and
 // 9), gives a tone above 16 kHz more level than the bank passes: 1 in bank 0, 1.4 in
-// bank 1 (two copies at 0.7). Measured as output over input RMS of a sine, after the glide;
+// bank 1 (two copies at 0.7), and a sample and hold no more than its input's peak. Measured as output over input RMS of a sine, after the glide;
 // the 1 % allows for the window's partial period.
 TEST(VEXFilterResponse, NoModeLiftsTheBandAboveSixteenKilohertz) {
     for (float rate : sweepRates()) {
@@ -223,7 +223,10 @@ TEST(VEXFilterResponse, NoModeLiftsTheBandAboveSixteenKilohertz) {
                             driver.run(l, r);
                         }
                         const double out = signal::rms(l.data() + start, window);
-                        EXPECT_LE(out / in, (bank == 0 ? 1.0 : 1.4) * 1.01)
+                        // A held sample of a sine is never above its peak, sqrt(2) times its
+                        // RMS: at a slow hold rate the held steps may land near the crests.
+                        const double hold = (mode == 8 || mode == 9) ? std::sqrt(2.0) : 1.0;
+                        EXPECT_LE(out / in, (bank == 0 ? 1.0 : 1.4) * hold * 1.01)
                             << rate << " Hz, bank " << bank << " mode " << mode << " cutoff " << c
                             << " tone " << hz;
                     }

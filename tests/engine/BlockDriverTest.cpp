@@ -250,11 +250,13 @@ TEST(PluginObject, SampleRateOutsideTheRangeLeavesTheContextAlone) {
     EXPECT_EQ(c.getContext().ticksPerMs, ticksPerMs);
     EXPECT_EQ(c.getGetTailSize(), 8000) << "the base still stores the host's rate";
 
-    c.dispatcher(effSetSampleRate, 0, 0, nullptr, 176000.5f);
-    EXPECT_EQ(c.getContext().sampleRate, 48000.0f);
-    c.dispatcher(effSetSampleRate, 0, 0, nullptr, 176000.0f);
-    EXPECT_EQ(c.getContext().sampleRate, 176000.0f);
-    EXPECT_FLOAT_EQ(c.getContext().samplesPerBeat, 88000.0f);
+    for (const float refused : {192000.5f, 200000.0f, 11024.5f}) {
+        c.dispatcher(effSetSampleRate, 0, 0, nullptr, refused);
+        EXPECT_EQ(c.getContext().sampleRate, 48000.0f) << refused;
+    }
+    c.dispatcher(effSetSampleRate, 0, 0, nullptr, 192000.0f);
+    EXPECT_EQ(c.getContext().sampleRate, 192000.0f);
+    EXPECT_FLOAT_EQ(c.getContext().samplesPerBeat, 96000.0f);
 }
 
 TEST(PluginObject, EditNotificationsStopAt117) {
@@ -359,7 +361,7 @@ namespace {
 
 bool anyRegisteredSample(const MFBufferRegistry& registry) {
     for (const auto& block : registry.blocks())
-        for (std::size_t k = 0; k < block.bytes / sizeof(float); ++k)
+        for (std::size_t k = 0; k < block.length() / sizeof(float); ++k)
             if (block.data[k] != 0.0f)
                 return true;
     return false;

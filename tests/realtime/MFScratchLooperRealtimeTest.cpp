@@ -14,18 +14,3 @@ TEST(ScratchLooperRealtime, NoAllocationOnTheAudioPath) {
         });
     EXPECT_EQ(n, 0u);
 }
-
-TEST(ScratchLooperRealtime, OnlyATempoChangeMayGrowTheBuffers) {
-    TestContext c(44100.0f, 120.0);
-    MFScratchLooper fx(184, c.info);
-    // A faster tempo needs less ring: nothing to allocate.
-    {
-        AllocationCounter counter;
-        c.changeTempo(200.0);
-        EXPECT_EQ(counter.count(), 0u);
-    }
-    // Back to a slower tempo than the first: growth is allowed, and bounded to the four buffers.
-    AllocationCounter counter;
-    c.changeTempo(60.0);
-    EXPECT_LE(counter.count(), 4u);
-}

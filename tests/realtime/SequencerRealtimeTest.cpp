@@ -6,14 +6,16 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <set>
+#include <thread>
 #include <vector>
 
 // The whole plug-in at work on the audio thread: every lane open on every pattern, step
 // tables moving knobs, the Stutter cutting, notes switching patterns and learned
-// controllers arriving by the hundred per block. The host's two audio calls must never touch
-// the heap; the one allowance is a tempo slower than any before, which may grow the
-// tempo-sized buffers.
+// controllers arriving by the hundred per block, and the host's tempo jumping from one end
+// of its range to the other. The host's two audio calls must never touch the heap nor make
+// memory resident: buffers that a slower tempo needs grow on the grower's thread.
 
 namespace {
 
@@ -24,10 +26,34 @@ constexpr int blockSize = 1024;
 constexpr int32_t learnedControllers[] = {1, 2, 3, 4, 5, 6};
 constexpr int32_t learnedTags[] = {7, 67, 101, 2, 44, 36};
 
+// Bytes of the buffers that grow with the tempo (the others depend on the rate alone).
+std::size_t tempoBufferBytes(const MFBufferRegistry& registry) {
+    std::size_t bytes = 0;
+    for (const MFBufferRegistry::Entry& e : registry.blocks())
+        bytes += e.growingSamples ? e.length() : 0;
+    return bytes;
+}
+
+// Notes the size of the tempo buffers at every tick, as the audio thread sees it.
+class WatchedClient : public MFUniClient {
+public:
+    explicit WatchedClient(vst::HostCallback host) : MFUniClient(host) {
+        // Written once, so that the notes never touch a fresh page on the audio thread.
+        bytesAtTicks.assign(4096, 0);
+        bytesAtTicks.clear();
+    }
+    void runTick(int32_t i) override {
+        MFUniClient::runTick(i);
+        if (bytesAtTicks.size() < bytesAtTicks.capacity())
+            bytesAtTicks.push_back(tempoBufferBytes(getBufferRegistry()));
+    }
+    std::vector<std::size_t> bytesAtTicks;
+};
+
 class Rig {
 public:
     Rig() : events(MFMidiQueue::reservedPlaces) {
-        client = new MFUniClient(FakeHost::callback());
+        client = new WatchedClient(FakeHost::callback());
         host.attach(client);
         client->dispatcher(vst::effSetSampleRate, 0, 0, nullptr, rate);
         client->dispatcher(vst::effMainsChanged, 0, 1, nullptr, 0.0f);
@@ -128,6 +154,7 @@ public:
             client->processEvents(const_cast<vst::VstEvents*>(list));
             client->processReplacing(inputs, outputs, blockSize);
             allocations = counter.count();
+            lastFaults = counter.pageFaults();
         }
         events.clear();
         host.advance(blockSize, rate);
@@ -136,12 +163,22 @@ public:
     }
 
     FakeHost host;
-    MFUniClient* client = nullptr;
+    WatchedClient* client = nullptr;
     MidiTestEvents events;
     std::vector<float> in[2] = {std::vector<float>(blockSize), std::vector<float>(blockSize)};
     std::vector<float> out[2] = {std::vector<float>(blockSize), std::vector<float>(blockSize)};
     std::set<int32_t> patternsSeen;
+    long lastFaults = 0;
 };
+
+bool waitForGrower(const MFUniClient& client) {
+    for (int tries = 0; tries < 5000; ++tries) {
+        if (!client.getContext().bufferGrower.busy())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+}
 
 } // namespace
 
@@ -170,38 +207,57 @@ TEST(SequencerRealtime, TheWholePlugInWithEveryLaneOpenAndAFullMidiQueueNeverAll
     EXPECT_GE(loopSizes.size(), 8u);
 }
 
-TEST(SequencerRealtime, OnlyATempoSlowerThanAnyBeforeMayAllocate) {
+TEST(SequencerRealtime, TempoJumpsFrom499To45LeaveTheGrowthToTheGrowersThread) {
+    // A first instance runs the same jump, so that the code of every path taken below has
+    // been paged in once: page faults then count memory only.
+    {
+        Rig warm;
+        warm.openEveryLaneOnEveryPattern();
+        warm.host.time.tempo = 45.0;
+        warm.process(true);
+        ASSERT_TRUE(waitForGrower(*warm.client));
+        warm.process(true);
+    }
     Rig rig;
     rig.openEveryLaneOnEveryPattern();
     rig.driveEveryTable();
     rig.learnControllers();
-
-    // Each step: the host's new tempo, then a few blocks. A faster tempo, or a slower one
-    // that stays within the slowest tempo already heard, must find its buffers in place.
-    struct Step {
-        double tempo;
-        bool mayGrow;
-    };
-    const Step steps[] = {{120.0, false}, {180.0, false}, {499.0, false}, {120.0, false},
-                          {60.0, true},   {90.0, false},  {60.0, false},  {45.0, true},
-                          {200.0, false}, {45.0, false},  {77.0, false}};
-    double slowest = 120.0;
     int block = 0;
-    for (const Step& s : steps) {
-        rig.host.time.tempo = s.tempo;
-        std::size_t atChange = rig.process(true, block++);
-        std::size_t after = 0;
-        for (int k = 0; k < 4; ++k)
-            after += rig.process(true, block++);
-        EXPECT_EQ(rig.client->getContext().tempo, s.tempo) << "the change was taken up";
-        EXPECT_EQ(after, 0u) << "blocks after the change to " << s.tempo;
-        if (!s.mayGrow) {
-            EXPECT_EQ(atChange, 0u)
-                << "the change to " << s.tempo << " bpm, within the " << slowest << " bpm buffers";
-        } else {
-            // The allowed case: the buffers sized in beats grow to the new length, once.
-            EXPECT_GT(atChange, 0u) << "a slower tempo than ever must grow the beat buffers";
-        }
-        slowest = s.tempo < slowest ? s.tempo : slowest;
-    }
+    auto run = [&](double tempo, const char* what) {
+        rig.host.time.tempo = tempo;
+        const std::size_t allocations = rig.process(true, block++);
+        EXPECT_EQ(allocations, 0u) << what << " at " << tempo << " bpm";
+        EXPECT_EQ(rig.lastFaults, 0) << what << " at " << tempo << " bpm";
+    };
+    for (int k = 0; k < 4; ++k)
+        run(120.0, "ordinary blocks");
+    const MFBufferRegistry& registry = rig.client->getBufferRegistry();
+    const std::size_t at120 = tempoBufferBytes(registry);
+
+    run(499.0, "the fastest tempo");
+    rig.client->bytesAtTicks.clear();
+    run(45.0, "the block of the fall from 499");
+    ASSERT_EQ(rig.client->bytesAtTicks.size(), std::size_t(blockSize / 64));
+    for (const std::size_t bytes : rig.client->bytesAtTicks)
+        EXPECT_EQ(bytes, at120) << "no buffer grows while the block runs";
+    for (int k = 0; k < 3; ++k)
+        run(45.0, "blocks before the growth is taken up");
+    ASSERT_TRUE(waitForGrower(*rig.client));
+    for (int k = 0; k < 4; ++k)
+        run(45.0, "blocks that take up the grown buffers");
+    const float slowBeat = rate * 60.0f / 45.0f;
+    EXPECT_EQ(rig.client->getChain().delay.getLineLength(), int32_t(4.0f * slowBeat + 65.0f));
+    EXPECT_EQ(rig.client->getChain().loop.getBarLength(), int32_t(4.0f * slowBeat));
+
+    // Memory follows the tempo in use: the bars of 120 bpm are 45/120 of those of 45 bpm,
+    // and only the Loop's first take (three bars at the starting tempo) adds headroom.
+    const std::size_t at45 = tempoBufferBytes(registry);
+    EXPECT_LT(double(at120), 0.6 * double(at45)) << at120 << " bytes at 120 bpm, " << at45;
+
+    // Once grown, no tempo in the range asks for more.
+    for (const double tempo : {200.0, 60.0, 499.0, 45.0, 77.0})
+        for (int k = 0; k < 2; ++k)
+            run(tempo, "tempo changes within the grown buffers");
+    ASSERT_TRUE(waitForGrower(*rig.client));
+    EXPECT_EQ(tempoBufferBytes(registry), at45);
 }

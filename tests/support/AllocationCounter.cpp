@@ -1,5 +1,7 @@
 #include "support/AllocationCounter.h"
 
+#include <sys/resource.h>
+
 #include <cstdlib>
 #include <new>
 
@@ -19,9 +21,15 @@ inline void note() {
     if (openScopes > 0)
         ++allocations;
 }
+
+long threadFaults() {
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_minflt + usage.ru_majflt;
+}
 } // namespace
 
-AllocationCounter::AllocationCounter() : startCount(allocations) {
+AllocationCounter::AllocationCounter() : startCount(allocations), startFaults(threadFaults()) {
     ++openScopes;
 }
 AllocationCounter::~AllocationCounter() {
@@ -29,6 +37,9 @@ AllocationCounter::~AllocationCounter() {
 }
 std::size_t AllocationCounter::count() const {
     return allocations - startCount;
+}
+long AllocationCounter::pageFaults() const {
+    return threadFaults() - startFaults;
 }
 
 extern "C" {

@@ -3,6 +3,8 @@
 #include "effects/MFBPMChangeInterface.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 TestContext::TestContext(float sampleRate, double tempo) {
     info.setControlBlockSize(64);
@@ -13,6 +15,15 @@ TestContext::TestContext(float sampleRate, double tempo) {
 void TestContext::changeTempo(double bpm) {
     info.setTempo(bpm);
     info.notifyTempoListeners();
+}
+
+bool TestContext::waitForGrower() {
+    for (int tries = 0; tries < 5000; ++tries) {
+        if (!info.bufferGrower.busy())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
 }
 
 EffectDriver::EffectDriver(MFEffect& e, int32_t index) : effect(e), gateIndex(index) {}

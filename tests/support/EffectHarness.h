@@ -17,6 +17,8 @@ struct TestContext {
     explicit TestContext(float sampleRate = 44100.0f, double tempo = 120.0);
     // A tempo change as the block driver makes it: context first, then every listener.
     void changeTempo(double bpm);
+    // Waits until the grower's thread has served every request; false after five seconds.
+    bool waitForGrower();
 };
 
 // Drives one effect the way the block driver does: on every 64-sample tick the gate

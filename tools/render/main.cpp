@@ -5,6 +5,7 @@
 #include "tools/render/DemoLoop.h"
 
 #include <sndfile.h>
+#include <sys/resource.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -41,12 +42,14 @@ const char* const usage =
     "  --bench SEC            time the effect over SEC seconds of audio instead of rendering\n"
     "  --runs N               benchmark runs (default 5)\n"
     "  --pair FILE            benchmark a second library in alternation and print the ratio\n"
+    "  --tempo-drop BPM       with --bench: time the block in which the host tempo falls from\n"
+    "                         --tempo to BPM against ordinary blocks (a fresh instance per run)\n"
     "  -q, --quiet            no progress line\n";
 
 struct Options {
     std::string input, output = "out/cadenzoid-demo.wav", plugin, preset, pair;
     double rate = 44100.0, tempo = 120.0, start = 0.0, loopStart = 0.0, loopEnd = 0.0;
-    double tail = 0.0, bench = 0.0;
+    double tail = 0.0, bench = 0.0, tempoDrop = 0.0;
     int bars = 4, block = 256, runs = 5;
     bool randomBlocks = false, inPlace = false, loop = false, stopped = false, quiet = false;
     unsigned seed = 1;
@@ -149,6 +152,8 @@ Options parse(int argc, char** argv) {
             o.runs = std::max(1, int(number(value(), "run count")));
         else if (a == "--pair")
             o.pair = value();
+        else if (a == "--tempo-drop")
+            o.tempoDrop = number(value(), "tempo");
         else if (a == "-q" || a == "--quiet")
             o.quiet = true;
         else
@@ -327,6 +332,118 @@ int runBench(const Options& o, const Audio& source) {
     return 0;
 }
 
+// One fresh instance: warmed up at --tempo, then its ordinary blocks timed one by one,
+// then the block in which the host tempo falls, then the blocks of the next two seconds
+// (where work that the drop set going elsewhere would come back to the audio thread).
+struct DropTiming {
+    double ordinary = 0.0; // median of the ordinary blocks, microseconds
+    double drop = 0.0;
+    double worstAfter = 0.0;
+    double residentBefore = 0.0; // MiB of the whole process, before the drop and 2 s after
+    double residentAfter = 0.0;
+    double dropFaults = 0.0; // page faults the processing thread took in the drop block
+};
+
+long threadPageFaults() {
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_minflt + usage.ru_majflt;
+}
+
+double residentMiB() {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line))
+        if (line.rfind("VmRSS:", 0) == 0)
+            return std::strtod(line.c_str() + 6, nullptr) / 1024.0;
+    return 0.0;
+}
+
+DropTiming tempoDropOnce(const Options& o, const std::string& path, bool withState,
+                         const Audio& source) {
+    PluginHost host;
+    if (!host.load(path))
+        fail(host.lastError());
+    configure(host, o, source.rate);
+    host.setBlockSize(o.block);
+    if (withState) {
+        if (!o.preset.empty())
+            loadPreset(host, o.preset);
+        applyParameters(host, o);
+    }
+    const int64_t length = int64_t(source.left.size());
+    std::vector<float> inLeft(std::size_t(o.block)), inRight(std::size_t(o.block));
+    std::vector<float> outLeft(std::size_t(o.block)), outRight(std::size_t(o.block));
+    int64_t at = 0;
+    auto block = [&] {
+        for (int i = 0; i < o.block; ++i, ++at) {
+            inLeft[std::size_t(i)] = source.left[std::size_t(at % length)];
+            inRight[std::size_t(i)] = source.right[std::size_t(at % length)];
+        }
+        const double t0 = cpuSeconds();
+        host.process(inLeft.data(), inRight.data(), outLeft.data(), outRight.data(), o.block);
+        return (cpuSeconds() - t0) * 1e6;
+    };
+    const int64_t second = int64_t(source.rate) / o.block + 1;
+    for (int64_t b = 0; b < second; ++b)
+        block();
+    BenchResult ordinary;
+    for (int b = 0; b < 400; ++b)
+        ordinary.nsPerFrame.push_back(block());
+    DropTiming t;
+    t.ordinary = ordinary.median();
+    t.residentBefore = residentMiB();
+    host.transport().tempo = o.tempoDrop;
+    const long faults = threadPageFaults();
+    t.drop = block();
+    t.dropFaults = double(threadPageFaults() - faults);
+    for (int64_t b = 0; b < 2 * second; ++b)
+        t.worstAfter = std::max(t.worstAfter, block());
+    t.residentAfter = residentMiB();
+    return t;
+}
+
+int runTempoDrop(const Options& o, const Audio& source) {
+    const bool paired = !o.pair.empty();
+    std::vector<DropTiming> a, b;
+    for (int r = 0; r < o.runs; ++r) {
+        a.push_back(tempoDropOnce(o, o.plugin, true, source));
+        if (paired)
+            b.push_back(tempoDropOnce(o, o.pair, false, source));
+    }
+    auto median = [](const std::vector<DropTiming>& runs, double DropTiming::*field) {
+        BenchResult r;
+        for (const DropTiming& t : runs)
+            r.nsPerFrame.push_back(t.*field);
+        return r.median();
+    };
+    auto report = [&](const char* label, const std::string& path,
+                      const std::vector<DropTiming>& runs) {
+        const double ordinary = median(runs, &DropTiming::ordinary);
+        const double drop = median(runs, &DropTiming::drop);
+        const double after = median(runs, &DropTiming::worstAfter);
+        const double before = median(runs, &DropTiming::residentBefore);
+        const double grown = median(runs, &DropTiming::residentAfter);
+        const double faults = median(runs, &DropTiming::dropFaults);
+        double worstDrop = 0.0;
+        for (const DropTiming& t : runs)
+            worstDrop = std::max(worstDrop, t.drop);
+        std::printf("%s %s\n  tempo %.0f -> %.0f bpm, block %d at %.0f Hz, %d fresh instances "
+                    "(medians; CPU time of the processing thread)\n"
+                    "  ordinary block %.1f us; drop block %.1f us (%.2fx, worst run %.1f us); "
+                    "worst block of the 2 s after %.1f us (%.2fx)\n"
+                    "  page faults in the drop block %.0f; resident memory of the process %.1f MiB "
+                    "before the drop, %.1f MiB after\n",
+                    label, path.c_str(), o.tempo, o.tempoDrop, o.block, source.rate, o.runs,
+                    ordinary, drop, drop / ordinary, worstDrop, after, after / ordinary, faults,
+                    before, grown);
+    };
+    report("A", o.plugin, a);
+    if (paired)
+        report("B", o.pair, b);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -344,7 +461,7 @@ int main(int argc, char** argv) {
             fail(o.input + " holds no audio");
     }
     if (o.bench > 0.0)
-        return runBench(o, source);
+        return o.tempoDrop > 0.0 ? runTempoDrop(o, source) : runBench(o, source);
 
     const std::size_t tailFrames = std::size_t(o.tail * source.rate);
     source.left.resize(source.left.size() + tailFrames, 0.0f);

@@ -524,8 +524,10 @@ bool MFUniClient::readState(MFChunk& chunk, int32_t category, bool recallAll, bo
 
 bool MFUniClient::beginLoad(bool onAudioThread) {
     loading.set(true);
-    if (onAudioThread)
+    if (onAudioThread) {
+        restoringState = true;
         return true;
+    }
     // The block in flight ends within a few milliseconds; a host whose audio thread
     // never returns must not hang its main thread here too.
     for (int32_t tries = 0; audioRunning.get(); ++tries) {
@@ -535,10 +537,12 @@ bool MFUniClient::beginLoad(bool onAudioThread) {
         }
         mfSleepOneMillisecond();
     }
+    restoringState = true;
     return true;
 }
 
 void MFUniClient::finishLoad() {
+    restoringState = false;
     bufferRegistry.clearAll();
     loading.set(false);
     context.dirty = true;

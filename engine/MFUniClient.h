@@ -196,7 +196,9 @@ private:
     void setHostParameter(int32_t tag, float v);
     void setInternalParameter(int32_t tag, float v);
     void setLaneParameter(int32_t lane, int32_t tag, float v);
-    void runReleaseActions();
+    // Stores a button's switch form; true when that was its release (a fall to 0 from a
+    // pressed state) outside a state load.
+    bool buttonReleased(MFParameterValue& block, float v);
     void showPanel(int32_t state);
     void refreshWeights();
     void sendStretchSpeed();
@@ -281,8 +283,8 @@ private:
     MFRelaxed<int32_t> guiPanel = -1;
     MFRelaxed<float> wetTarget = 1.0f;
     MFRelaxed<float> dryTarget = 0.0f;
-    // Last seen values of the global release buttons.
-    float lastInitAll = 0.0f, lastCopy = 0.0f, lastPaste = 0.0f, lastChaos = 0.0f;
+    // Set while a state is being read: its values press and release nothing.
+    MFRelaxed<bool> restoringState = false;
     // The lane whose step tables can target a tag, or -1.
     int8_t targetLane[mfTagCount];
 

@@ -497,6 +497,32 @@ TEST_F(StateTest, IsolatedMapsSurviveAPresetLoad) {
     EXPECT_EQ(mapOf(b->getMidiMaps().global), (Map{{9, 1}}));
 }
 
+// Reopening a session is no preset load: the learned controllers it carries come back
+// whatever the isolation setting.
+TEST_F(StateTest, HostRecallRestoresTheMapsWithIsolationOn) {
+    {
+        MFSettingsStore store;
+        ASSERT_TRUE(store.open("Cadenzoid"));
+        store.setInteger("firstuse", 1);
+        store.setInteger("CC Map Recall isolate", 1);
+        store.close();
+    }
+    Instance a;
+    a->getMidiMaps().controllers[7].push_back(entry(47, 0));
+    a->getMidiMaps().controllers[74] = {entry(44, 0), entry(300, 2)};
+    a->getMidiMaps().global.push_back(entry(13, 1));
+    const std::vector<uint32_t> session = chunkOf(*a);
+
+    Instance b;
+    b->getMidiMaps().controllers[20].push_back(entry(5, 0));
+    setChunk(*b, session);
+    EXPECT_EQ(mapOf(b->getMidiMaps().controllers[7]), (Map{{47, 0}}));
+    EXPECT_EQ(mapOf(b->getMidiMaps().controllers[74]), (Map{{44, 0}, {300, 2}}));
+    EXPECT_TRUE(b->getMidiMaps().controllers[20].empty()) << "the session's maps, not a merge";
+    EXPECT_EQ(mapOf(b->getMidiMaps().global), (Map{{13, 1}}));
+    EXPECT_EQ(chunkOf(*b), session);
+}
+
 TEST_F(StateTest, PresetLoadWithoutIsolationReplacesTheMaps) {
     Instance a;
     a->getMidiMaps().controllers[7].push_back(entry(47, 0));

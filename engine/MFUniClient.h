@@ -144,6 +144,12 @@ public:
     void endStructureChange() override { handshake.release(); }
     // Whether the audio thread is silenced for a structure change or a load.
     bool isLoading() const { return handshake.held(); }
+    // Held by the editor while it changes zones or tables: a MIDI program change loads on
+    // its own thread and rebuilds them, and must wait for the edit to end. Never taken
+    // on the audio thread.
+    std::unique_lock<std::recursive_mutex> editLock() {
+        return std::unique_lock<std::recursive_mutex>(stateLock);
+    }
 
     // Read-only views for the editor, the tests and the renderer.
     const MFSystemInfo& getContext() const { return context; }

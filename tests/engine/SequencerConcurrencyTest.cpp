@@ -90,6 +90,8 @@ public:
         int round = 0;
         while (!stop.load()) {
             for (int32_t lane : paintedLanes) {
+                // As the editor does for each gesture: a load on another thread waits.
+                const auto edit = client->editLock();
                 MFZoneHandlerContainer<MFFloatZoneHandler>& zones = client->getLane(lane).zones;
                 const int32_t first = step(random);
                 if (MFZone* existing = zones.zoneAt(first)) {
@@ -243,7 +245,7 @@ TEST(SequencerConcurrency, ProgramChangesLoadBesideTheMainThreadsLoads) {
     runSession(s, true, true);
     EXPECT_TRUE(s.finite);
     EXPECT_GT(s.blocks.load(), 10);
-    EXPECT_GT(s.programRounds.load(), 1);
+    EXPECT_GE(s.programRounds.load(), 1);
     EXPECT_GT(s.client->getProgramLoader().completed(), 1u);
     EXPECT_FALSE(s.client->isLoading()) << "every load ends its handshake";
 }

@@ -77,8 +77,8 @@ TEST_F(ReleaseButtons, InitAllEmptiesTheCurrentPatternAtTheRelease) {
     paint(mflane::loop, 0, 3);
     paint(mflane::reverb, 8, 9);
     MFTableXY& table = client->getLane(mflane::filter).tableA;
+    const float initial = table.rawAt(5, 0);
     table.setRawOnRow(5, 0, 0.77f);
-    const float initial = client->getLane(mflane::filter).tableB.rawAt(5, 0);
 
     client->setParameter(initAllTag, 1.0f);
     client->setParameter(initAllTag, 0.3f);

@@ -17,9 +17,9 @@
 #include <system_error>
 #include <unistd.h>
 
-// A fresh folder under the system's temporary folder (or /dev/shm), removed at exit. XDG_CONFIG_HOME
-// and XDG_DATA_HOME point into it before any plug-in is built, so that fuzzing never
-// reads or writes the user's settings and presets.
+// A fresh folder under /dev/shm or the system's temporary folder, removed at exit.
+// XDG_CONFIG_HOME and XDG_DATA_HOME point into it before any plug-in is built, so that
+// fuzzing never reads or writes the user's settings and presets.
 class FuzzHome {
 public:
     FuzzHome() {

@@ -62,7 +62,8 @@ void MFUniClientEditor::valueChanged(CControl* control) {
             aboutPanel->openModal(MFViewContainer::modeClosesOutside, nullptr, tag);
     } else if (tag == nextProgramTag || tag == previousProgramTag) {
         if (value == 1.0f) {
-            plugin.setProgram(plugin.getProgram() + (tag == nextProgramTag ? 1 : -1));
+            // The same order as the host's list, wrapping across the library's folders.
+            plugin.stepProgram(tag == nextProgramTag ? 1 : -1);
             plugin.notifyHostDisplay();
         }
     } else {

@@ -12,7 +12,8 @@ public:
     // Audio thread, after every note on, note off and all-notes-off. noteHeld is 1.0
     // while a note sounds, else 0.0; midiKey is the pitch class 0..11 of the last note.
     virtual void noteStateChanged(float noteHeld, int32_t midiKey) = 0;
-    // Audio thread, inside the block: the client must not wait for the audio thread.
+    // Audio thread, inside the block: the client may only hand the number on; it must not
+    // load, allocate or wait here.
     virtual void programChange(int32_t number) = 0;
     // Main thread: keeps the audio thread out of the block, trying at most waitLimit
     // times 1 ms. False when the wait ran out; the caller then changes nothing and does

@@ -111,9 +111,9 @@ void MFMidiInput::handle(const MFMidiMessage& m) {
         break;
     }
     case MFMidiType::programChange:
-        // The number comes from the third byte, which a program change lacks: in
-        // practice 0. Kept so, as presets are filed under these numbers.
-        client.programChange(m.data2);
+        // Deliberate departure: the number is the message's first data byte; a program
+        // change has no second, so reading it always chose program 0.
+        client.programChange(m.data1 & dataMask);
         break;
     default:
         break;

@@ -200,6 +200,8 @@ void MFStateCodec::readBody(MFChunk& chunk, int32_t category, int32_t format, bo
 }
 
 void MFStateCodec::readMaps(MFChunk& chunk, int32_t format, bool recallAll, bool apply) {
+    // Deliberate departure: isolation protects the maps from preset loads only; a host
+    // recall always restores the maps it carries, or reopening a session loses them.
     const bool keepMaps = isolateMaps && !recallAll;
     if (apply && !keepMaps) {
         maps.editing.set(true);
@@ -215,7 +217,7 @@ void MFStateCodec::readMaps(MFChunk& chunk, int32_t format, bool recallAll, bool
         while (word != mapListEnd && !chunk.overrun()) {
             const MFMapEntry e = format >= 3 ? entryOf(word, chunk.readInt()) : entryOf(word, 0);
             // A controller number outside MIDI's range is dropped, not stored.
-            if (apply && !isolateMaps && key >= 0 && key < MFMidiMaps::controllerCount &&
+            if (apply && !keepMaps && key >= 0 && key < MFMidiMaps::controllerCount &&
                 !chunk.overrun())
                 maps.controllers[key].push_back(e);
             word = chunk.readInt();
@@ -227,7 +229,8 @@ void MFStateCodec::readMaps(MFChunk& chunk, int32_t format, bool recallAll, bool
 }
 
 void MFStateCodec::readGlobalMap(MFChunk& chunk, int32_t format, bool recallAll, bool apply) {
-    if (apply && !(isolateMaps && !recallAll)) {
+    const bool keepMaps = isolateMaps && !recallAll; // as for the controller maps
+    if (apply && !keepMaps) {
         maps.editing.set(true);
         maps.global.clear();
         maps.editing.set(false);
@@ -239,7 +242,7 @@ void MFStateCodec::readGlobalMap(MFChunk& chunk, int32_t format, bool recallAll,
     for (int32_t i = 0; i < count && !chunk.overrun(); ++i) {
         const int32_t first = chunk.readInt();
         const MFMapEntry e = format >= 3 ? entryOf(first, chunk.readInt()) : entryOf(first, 0);
-        if (apply && !isolateMaps && !chunk.overrun())
+        if (apply && !keepMaps && !chunk.overrun())
             maps.global.push_back(e);
     }
     chunk.readInt(); // the list's end mark

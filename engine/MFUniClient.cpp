@@ -59,8 +59,6 @@ MFUniClient::MFUniClient(HostCallback hostCallback, MFEditorFactory editorFactor
         hostIsFXpansion = std::strcmp(vendor, "FXpansion") == 0;
 
     ignoreProgramChange = 1;
-    audioRunning.set(false);
-    loading.set(false);
 
     noTail(false);
     setUniqueID(uniqueId);
@@ -159,6 +157,8 @@ void MFUniClient::setUpMasterLane() {
 }
 
 MFUniClient::~MFUniClient() {
+    // The loader's thread reaches into everything below: it goes first.
+    programLoader.stop();
     // Values that outlive presets go back to the settings under their names.
     if (settings.open(productName)) {
         for (const MFParameterRecord* r : registry.recordsAll) {
@@ -176,9 +176,16 @@ void MFUniClient::readSettings() {
     const MFSettingsStartup::Switches switches =
         MFSettingsStartup::run(settings, productName, presetCategories, mfModuleFolder(),
                                MFPaths::defaultContentRoot(productName));
-    ignoreProgramChange = switches.ignorePrgChange ? 1 : 0;
     isolateMaps = switches.ccMapRecallIsolate ? 1 : 0;
-    midi.setIgnoreProgramChange(ignoreProgramChange != 0);
+    setIgnoreProgramChange(switches.ignorePrgChange != 0);
+}
+
+void MFUniClient::setIgnoreProgramChange(bool ignore) {
+    // The loader's thread exists only once program changes are accepted.
+    if (!ignore && !programLoader.start())
+        ignore = true;
+    ignoreProgramChange = ignore ? 1 : 0;
+    midi.setIgnoreProgramChange(ignore);
 }
 
 void MFUniClient::loadStartPreset() {
@@ -203,32 +210,53 @@ std::string& MFUniClient::presetName(int32_t category) {
     return presetNames[std::size_t(category >= 0 && category < presetCategoryCount ? category : 0)];
 }
 
+int32_t MFUniClient::availablePrograms() const {
+    const int32_t inLibrary = presetLibrary.programCount();
+    return inLibrary < programCount ? inLibrary : programCount;
+}
+
 void MFUniClient::setProgram(int32_t program) {
-    if (program >= getNumPrograms() || program == curProgram)
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
+    // The program shown as current is loaded again when the state is not that preset.
+    if (program == curProgram && programInForce)
+        return;
+    loadProgram(program);
+}
+
+void MFUniClient::stepProgram(int32_t direction) {
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
+    const int32_t count = availablePrograms();
+    if (count == 0)
+        return;
+    const int32_t step = direction < 0 ? -1 : 1;
+    loadProgram(((curProgram + step) % count + count) % count);
+}
+
+bool MFUniClient::loadProgram(int32_t program) {
+    int32_t folder = 0, index = 0;
+    if (program < 0 || program >= availablePrograms() ||
+        !presetLibrary.programAt(program, folder, index))
+        return false;
+    MFChunk* preset = presetLibrary.preset(folder, index);
+    if (!preset)
+        return false;
+    preset->position = 0;
+    if (!readState(*preset, 0, false, true, false))
+        return false;
+    presetNames[0] = preset->name;
+    curProgram = program;
+    codec.folderIndex = folder;
+    programInForce = true;
+    updateDisplay();
+    return true;
+}
+
+void MFUniClient::setCurrentProgram(int32_t program) {
+    // A preset file opened from the library becomes the host's program, when it has a place.
+    if (program < 0 || program >= programCount)
         return;
     curProgram = program;
-    int32_t folder = codec.folderIndex;
-    const int32_t folders = presetLibrary.folderCount();
-    MFChunk* preset = presetLibrary.preset(folder, program);
-    if (!preset && folders > 0) {
-        if (program < 0) {
-            // Back to the last preset of the previous folder, wrapping to the last one.
-            folder = folder > 0 ? folder - 1 : folders - 1;
-            const int32_t count = presetLibrary.presetCount(folder);
-            curProgram = count > 0 ? count - 1 : 0;
-        } else {
-            folder = folder + 1 < folders ? folder + 1 : 0;
-            curProgram = 0;
-        }
-        codec.folderIndex = folder;
-        preset = presetLibrary.preset(folder, curProgram);
-    }
-    if (!preset)
-        return;
-    preset->position = 0;
-    if (readState(*preset, 0, false, true, false))
-        presetNames[0] = preset->name;
-    updateDisplay();
+    programInForce = true;
 }
 
 void MFUniClient::fillNoiseTable() {
@@ -241,6 +269,7 @@ void MFUniClient::fillNoiseTable() {
 }
 
 void MFUniClient::suspend() {
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
     bufferRegistry.clearAll();
 }
 
@@ -252,6 +281,8 @@ void MFUniClient::resume() {
 }
 
 void MFUniClient::setSampleRate(float rate) {
+    // A program change may be loading on its own thread.
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
     AudioEffectX::setSampleRate(rate);
     context.setSampleRate(rate);
     applyAllParameters();
@@ -351,26 +382,40 @@ int32_t MFUniClient::canDo(const char* text) {
     return -1;
 }
 
+void MFUniClient::copyProgramName(char* text, const char* name) const {
+    copyText(text, name, kVstMaxProgNameLen + 1);
+    // A file name may hold control characters; a host's list cannot show them.
+    for (char* c = text; *c; ++c)
+        if (static_cast<unsigned char>(*c) < 0x20 || *c == 0x7F)
+            *c = ' ';
+}
+
 void MFUniClient::getProgramName(char* name) {
-    if (curProgram != 0 && curProgram != -1)
-        presetLibrary.presetName(name, kVstMaxProgNameLen + 1, codec.folderIndex, curProgram);
-    else
-        copyText(name, presetNames[0].c_str(), kVstMaxProgNameLen + 1);
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
+    copyProgramName(name, presetNames[0].c_str());
 }
 
 bool MFUniClient::getProgramNameIndexed(int32_t, int32_t index, char* text) {
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
+    int32_t folder = 0, place = 0;
     if (index == -1)
-        copyText(text, presetNames[0].c_str(), kVstMaxProgNameLen + 1);
+        copyProgramName(text, presetNames[0].c_str());
+    else if (index >= 0 && index < availablePrograms() &&
+             presetLibrary.programAt(index, folder, place))
+        copyProgramName(text, presetLibrary.preset(folder, place)->name.c_str());
     else
-        presetLibrary.presetName(text, kVstMaxProgNameLen + 1, codec.folderIndex, index);
+        copyProgramName(text, "empty");
     return true;
 }
 
 bool MFUniClient::beginStructureChange(int32_t waitLimit) {
-    loading.set(true);
-    for (int32_t tries = 0; audioRunning.get(); ++tries) {
-        if (waitLimit >= 0 && tries >= waitLimit)
+    handshake.hold();
+    for (int32_t tries = 0; handshake.audioInside(); ++tries) {
+        if (waitLimit >= 0 && tries >= waitLimit) {
+            // Holds are counted: one left standing would silence the audio for good.
+            handshake.release();
             return false;
+        }
         mfSleepOneMillisecond();
     }
     return true;
@@ -432,13 +477,12 @@ void MFUniClient::restartRunningState() {
 }
 
 void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t frames) {
-    if (loading.get()) {
+    if (!handshake.enterBlock()) {
         std::memset(outputs[0], 0, sizeof(float) * std::size_t(frames > 0 ? frames : 0));
         if (outputs[1])
             std::memset(outputs[1], 0, sizeof(float) * std::size_t(frames > 0 ? frames : 0));
         return;
     }
-    audioRunning.set(true);
     // Buffers asked for more room inside the block are grown by the grower's thread.
     MFBufferGrower::AudioBlock audioBlock(context.bufferGrower);
 
@@ -479,7 +523,7 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
         if (frames > 0)
             finishBlock(frames);
     }
-    audioRunning.set(false);
+    handshake.leaveBlock();
 }
 
 void MFUniClient::finishBlock(int32_t frames) {
@@ -530,54 +574,69 @@ void MFUniClient::noteStateChanged(float noteHeld, int32_t key) {
 }
 
 void MFUniClient::programChange(int32_t number) {
-    // Handled inside the block: the load must not wait for the block it stands in.
-    if (MFChunk* preset = presetLibrary.midiProgram(number)) {
-        if (readState(*preset, 0, false, true, true))
-            presetNames[0] = preset->name;
-    }
+    // Deliberate departure: the load runs on the loader's thread, never in the block,
+    // where it would allocate and outlast the block; the audio thread only posts.
+    programLoader.request(number);
+}
+
+void MFUniClient::loadProgramChange(int32_t number) {
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
+    MFChunk* preset = presetLibrary.midiProgram(number);
+    if (!preset)
+        return;
+    preset->position = 0;
+    if (readState(*preset, 0, false, true, false))
+        presetNames[0] = preset->name;
 }
 
 // --- state and chunks ----------------------------------------------------------------------
 
 void MFUniClient::writeState(MFChunk& chunk, int32_t category) {
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
     codec.curProgram = curProgram;
     codec.writeState(chunk, category);
 }
 
 bool MFUniClient::readState(MFChunk& chunk, int32_t category, bool recallAll, bool silent,
                             bool onAudioThread) {
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
     codec.curProgram = curProgram;
     codec.isolateMaps = isolateMaps;
     const bool loaded = codec.readState(chunk, category, recallAll, silent, onAudioThread);
     chunk.position = 0;
     curProgram = codec.curProgram;
+    // Whoever loaded a program says so afterwards.
+    if (loaded)
+        programInForce = false;
     return loaded;
 }
 
 bool MFUniClient::beginLoad(bool onAudioThread) {
-    loading.set(true);
-    if (onAudioThread)
-        return true;
+    handshake.hold();
     // The block in flight ends within a few milliseconds; a host whose audio thread
-    // never returns must not hang its main thread here too.
-    for (int32_t tries = 0; audioRunning.get(); ++tries) {
+    // never returns must not hang this thread here too. A caller on the audio thread is
+    // that block itself.
+    for (int32_t tries = 0; !onAudioThread && handshake.audioInside(); ++tries) {
         if (tries >= loadWaitCeiling) {
-            loading.set(false);
+            handshake.release();
             return false;
         }
         mfSleepOneMillisecond();
     }
+    restoringState = true;
     return true;
 }
 
 void MFUniClient::finishLoad() {
+    restoringState = false;
     bufferRegistry.clearAll();
-    loading.set(false);
+    handshake.release();
     context.dirty = true;
     panels.requestRedraw();
 }
 
 int32_t MFUniClient::getChunk(void** data, bool) {
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
     MFChunk& chunk = chunkScratch[0];
     chunk.beginMeasure(float(context.tempo), context.sampleRate);
     writeState(chunk, 0);
@@ -590,10 +649,18 @@ int32_t MFUniClient::getChunk(void** data, bool) {
 int32_t MFUniClient::setChunk(void* data, int32_t byteSize, bool) {
     if (!data || byteSize <= 0)
         return 1;
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
     // The host's bytes are copied, so that no read can leave the size it gave.
     MFChunk chunk;
     chunk.attachCopy(data, std::size_t(byteSize));
-    readState(chunk, 0, true, false, false);
+    if (readState(chunk, 0, true, false, false)) {
+        // A session saved with a library program in force (edits aside) holds it still;
+        // one saved on another state loads the program when the host chooses it.
+        int32_t folder = 0, index = 0;
+        programInForce = curProgram >= 0 && curProgram < availablePrograms() &&
+                         presetLibrary.programAt(curProgram, folder, index) &&
+                         presetLibrary.preset(folder, index)->name == presetNames[0];
+    }
 
     // The last state received, kept as written back.
     MFChunk& copy = chunkScratch[1];

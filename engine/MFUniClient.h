@@ -12,12 +12,14 @@
 #include "engine/MFEffectLane.h"
 #include "engine/MFLaneGate.h"
 #include "engine/MFLaneTags.h"
+#include "engine/MFLoadHandshake.h"
 #include "engine/MFMidiClient.h"
 #include "engine/MFMidiInput.h"
 #include "engine/MFMouseAreaChunk.h"
 #include "engine/MFPanelState.h"
 #include "engine/MFParameterRegistry.h"
 #include "engine/MFParameterSink.h"
+#include "engine/MFProgramLoader.h"
 #include "engine/MFStateCodec.h"
 #include "engine/MFStepTableModulator.h"
 #include "engine/MFStepTableTargets.h"
@@ -32,6 +34,7 @@
 #include "vst/AudioEffectX.h"
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -53,6 +56,7 @@ class MFUniClient : public MFPluginBase,
                     public MFMidiClient,
                     public MFStateOwner,
                     public MFPresetHost,
+                    public MFProgramLoader::Target,
                     public MFAligned {
 public:
     static constexpr int32_t hostParameterCount = 117;
@@ -118,10 +122,21 @@ public:
     bool readState(MFChunk& chunk, int32_t category, bool recallAll, bool silent,
                    bool onAudioThread) override;
 
-    // Programs: the presets of the current folder of the library.
+    // Programs: the whole-state presets of the library, folder after folder in library
+    // order, as far as the host's 64 places reach. Deliberate departure: every name the
+    // host lists is what choosing it loads, and an empty place changes nothing.
     void setProgram(int32_t program) override;
     void getProgramName(char* name) override;
     bool getProgramNameIndexed(int32_t category, int32_t index, char* text) override;
+    // The editor's previous and next: the program before or after the current one in the
+    // same order, wrapping from the last folder to the first and back.
+    void stepProgram(int32_t direction);
+    // Programs the host can choose: the library's presets, at most programCount.
+    int32_t availablePrograms() const;
+
+    // From the setting "ignorePrgChange"; accepting program changes starts their loader.
+    void setIgnoreProgramChange(bool ignore);
+    const MFProgramLoader& getProgramLoader() const { return programLoader; }
 
     // Re-derives everything that depends on the sample rate and resends all values.
     void applyAllParameters();
@@ -133,9 +148,15 @@ public:
     // The main thread's side of the load handshake: silence the audio thread and wait
     // for the block in flight to end; false if it did not end within the limit.
     bool beginStructureChange(int32_t waitLimit) override;
-    void endStructureChange() override { loading.set(false); }
-    // Whether the audio thread is silenced for a structure change.
-    bool isLoading() const { return loading.get(); }
+    void endStructureChange() override { handshake.release(); }
+    // Whether the audio thread is silenced for a structure change or a load.
+    bool isLoading() const { return handshake.held(); }
+    // Held by the editor while it changes zones or tables: a MIDI program change loads on
+    // its own thread and rebuilds them, and must wait for the edit to end. Never taken
+    // on the audio thread.
+    std::unique_lock<std::recursive_mutex> editLock() {
+        return std::unique_lock<std::recursive_mutex>(stateLock);
+    }
 
     // Read-only views for the editor, the tests and the renderer.
     const MFSystemInfo& getContext() const { return context; }
@@ -186,13 +207,18 @@ protected:
     // MFPresetHost: what the preset flows reach.
     std::string& presetName(int32_t category) override;
     void setFolderIndex(int32_t index) override { codec.folderIndex = index; }
-    void setCurrentProgram(int32_t program) override { curProgram = program; }
+    void setCurrentProgram(int32_t program) override;
+    void stepPrograms(int32_t direction) override { stepProgram(direction); }
+    void lockState() override { stateLock.lock(); }
+    void unlockState() override { stateLock.unlock(); }
     float currentTempo() override { return float(context.tempo); }
     float currentSampleRate() override { return context.sampleRate; }
     void refreshHostDisplay() override { updateDisplay(); }
     // MFStateOwner: the load handshake.
     bool beginLoad(bool onAudioThread) override;
     void finishLoad() override;
+    // MFProgramLoader::Target: a MIDI program change, on the loader's thread.
+    void loadProgramChange(int32_t number) override;
 
 private:
     // Second half of construction: records wired, lanes and tables prepared.
@@ -200,13 +226,19 @@ private:
     void setUpMasterLane();
     void readSettings();
     void loadStartPreset();
+    // Loads the host's program unconditionally; false when the place is empty.
+    bool loadProgram(int32_t program);
+    // The name of the host's program, with what a host cannot show replaced.
+    void copyProgramName(char* text, const char* name) const;
     // Pattern selection: the later change of the pattern keys or a MIDI note wins.
     void selectPattern();
     void storePattern(int32_t value);
     void setHostParameter(int32_t tag, float v);
     void setInternalParameter(int32_t tag, float v);
     void setLaneParameter(int32_t lane, int32_t tag, float v);
-    void runReleaseActions();
+    // Stores a button's switch form; true when that was its release (a fall to 0 from a
+    // pressed state) outside a state load.
+    bool buttonReleased(MFParameterValue& block, float v);
     void showPanel(int32_t state);
     void showColumnRow();
     void refreshWeights();
@@ -301,8 +333,8 @@ private:
     MFRelaxed<int32_t> guiPanel = -1;
     MFRelaxed<float> wetTarget = 1.0f;
     MFRelaxed<float> dryTarget = 0.0f;
-    // Last seen values of the global release buttons.
-    float lastInitAll = 0.0f, lastCopy = 0.0f, lastPaste = 0.0f, lastChaos = 0.0f;
+    // Set while a state is being read: its values press and release nothing.
+    MFRelaxed<bool> restoringState = false;
     // The lane whose step tables can target a tag, or -1.
     int8_t targetLane[mfTagCount];
 
@@ -339,6 +371,13 @@ private:
     bool hostIsFXpansion = false;
     uint8_t ignoreProgramChange = 1;
     uint8_t isolateMaps = 0;
-    MFFlag audioRunning;
-    MFFlag loading;
+    // Whether the state is the current program as loaded (edits aside); choosing the
+    // current program loads it when not.
+    bool programInForce = false;
+    MFLoadHandshake handshake;
+    // Serialises the threads that read or replace the state, the library and the names:
+    // the host's and the editor's, and the program-change loader. Never the audio thread.
+    std::recursive_mutex stateLock;
+    // Last, so that it is gone before anything its thread could reach.
+    MFProgramLoader programLoader{*this};
 };

@@ -415,9 +415,8 @@ void MFUniClient::setInternalParameter(int32_t tag, float v) {
 
     switch (tag) {
     case 305: // "initstutter"
-        block.mapped = switchForm(v);
         panels.requestRedraw();
-        if (v == 0.0f)
+        if (buttonReleased(block, v))
             eventTables[0].initCurrent();
         break;
     case 320: { // "gui"
@@ -496,18 +495,24 @@ void MFUniClient::setInternalParameter(int32_t tag, float v) {
         panels.requestRedraw();
         break;
     case 557: // "init_c"
-    case 563: // "copy"
-    case 564: // "paste"
-        block.mapped = switchForm(v);
         panels.requestRedraw();
-        runReleaseActions();
+        if (buttonReleased(block, v))
+            forEditGroup([](MFInitInterface& o) { o.initAll(); });
+        break;
+    case 563: // "copy"
+        panels.requestRedraw();
+        if (buttonReleased(block, v))
+            forEditGroup([](MFInitInterface& o) { o.copy(0, 0); });
+        break;
+    case 564: // "paste"
+        panels.requestRedraw();
+        if (buttonReleased(block, v))
+            forEditGroup([](MFInitInterface& o) { o.paste(); });
         break;
     case 565: // "Chaos"
-        block.mapped = switchForm(v);
         panels.requestRedraw();
-        if (block.mapped == 0.0f && lastChaos != 0.0f)
+        if (buttonReleased(block, v))
             forEditGroup([](MFInitInterface& o) { o.random(); });
-        lastChaos = block.mapped;
         break;
     case 558: // "MIDILEARN": the learn overlay's mode, read by the editor
         block.mapped = std::min(3.0f, 4.0f * v);
@@ -517,26 +522,12 @@ void MFUniClient::setInternalParameter(int32_t tag, float v) {
     }
 }
 
-void MFUniClient::runReleaseActions() {
-    // The three buttons act when they are let go: a change of their form to 0.
-    const float init = registry.values[557].mapped;
-    const float copyForm = registry.values[563].mapped;
-    const float pasteForm = registry.values[564].mapped;
-    if (init != lastInitAll) {
-        lastInitAll = init;
-        if (init == 0.0f)
-            forEditGroup([](MFInitInterface& o) { o.initAll(); });
-    }
-    if (copyForm != lastCopy) {
-        lastCopy = copyForm;
-        if (copyForm == 0.0f)
-            forEditGroup([](MFInitInterface& o) { o.copy(0, 0); });
-    }
-    if (pasteForm != lastPaste) {
-        lastPaste = pasteForm;
-        if (pasteForm == 0.0f)
-            forEditGroup([](MFInitInterface& o) { o.paste(); });
-    }
+bool MFUniClient::buttonReleased(MFParameterValue& block, float v) {
+    // Deliberate departure: init, random, copy, paste and Chaos act on a button release,
+    // never on a stored value being loaded, so that a state reads back with its tables.
+    const float before = block.mapped;
+    block.mapped = switchForm(v);
+    return before != 0.0f && block.mapped == 0.0f && !restoringState;
 }
 
 template <class Action> void MFUniClient::forEditGroup(Action&& action) {
@@ -554,9 +545,8 @@ void MFUniClient::setLaneParameter(int32_t lane, int32_t tag, float v) {
         block.mapped = v * t.panelFactor;
         panels.laneMap[lane] = v * t.panelFactor;
     } else if (tag == t.init) {
-        block.mapped = switchForm(v);
         panels.requestRedraw();
-        if (v == 0.0f)
+        if (buttonReleased(block, v))
             l.zones.initCurrent();
     } else if (tag == t.release || tag == t.attack) {
         // No lane opens or closes faster than 5 ms: a click-free edge at any setting.
@@ -571,9 +561,8 @@ void MFUniClient::setLaneParameter(int32_t lane, int32_t tag, float v) {
         setTableSwitch(lane, v);
         panels.page(t.pageBit, {t.tablePageA, t.tablePageB}, int32_t(mapped));
     } else if (tag == t.randomA || tag == t.randomB) {
-        block.mapped = switchForm(v);
         panels.requestRedraw();
-        if (v == 0.0f)
+        if (buttonReleased(block, v))
             (tag == t.randomA ? l.tableA : l.tableB).random();
     } else if (tag == t.record) {
         block.mapped = switchForm(v);

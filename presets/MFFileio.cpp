@@ -91,7 +91,8 @@ bool MFFileio::readFileBytes(const char* path, void* buffer, std::size_t count) 
     if (!path || !buffer || std::strlen(path) < 2)
         return false;
     struct stat info;
-    const int fd = openRegular(path, O_RDWR, info);
+    // Read-only: factory presets installed for all users belong to root.
+    const int fd = openRegular(path, O_RDONLY, info);
     if (fd < 0)
         return false;
     const bool ok = readFully(fd, buffer, count);
@@ -132,21 +133,30 @@ MFFileio::ReadStatus MFFileio::readWholeFile(const char* path, int32_t expectedW
     return status;
 }
 
-bool MFFileio::readSmallFile(const char* path, std::size_t maxBytes, std::string& text) {
+MFFileio::ReadStatus MFFileio::readSmallFile(const char* path, std::size_t maxBytes,
+                                             std::string& text) {
     text.clear();
+    if (!path)
+        return ReadStatus::unreadable;
     struct stat info;
-    const int fd = path ? openRegular(path, O_RDONLY, info) : -1;
-    if (fd < 0)
-        return false;
-    bool ok = info.st_size >= 0 && std::size_t(info.st_size) <= maxBytes;
-    if (ok) {
+    const int fd = openRegular(path, O_RDONLY, info);
+    if (fd < 0) {
+        struct stat entry;
+        return ::lstat(path, &entry) != 0 && errno == ENOENT ? ReadStatus::missing
+                                                             : ReadStatus::unreadable;
+    }
+    ReadStatus status = ReadStatus::ok;
+    if (info.st_size < 0 || std::size_t(info.st_size) > maxBytes) {
+        status = ReadStatus::tooLarge;
+    } else {
         text.resize(std::size_t(info.st_size));
-        ok = readFully(fd, text.data(), text.size()) && atEnd(fd);
+        if (!readFully(fd, text.data(), text.size()) || !atEnd(fd))
+            status = ReadStatus::unreadable;
     }
     ::close(fd);
-    if (!ok)
+    if (status != ReadStatus::ok)
         text.clear();
-    return ok;
+    return status;
 }
 
 bool MFFileio::writeFileAtomically(const char* path, const void* buffer, std::size_t count) {

@@ -20,7 +20,7 @@ public:
     // A listing stops here, so a pathological folder cannot exhaust memory or time.
     static constexpr std::size_t maxListedEntries = 4096;
 
-    enum class ReadStatus { ok, unreadable, tooLarge, sizeMismatch };
+    enum class ReadStatus { ok, missing, unreadable, tooLarge, sizeMismatch };
 
     // Lists a folder into entries(), "." and ".." dropped, in the order the system gives;
     // false (and no entries) when it cannot be opened or the path is empty. Symbolic links count as
@@ -31,9 +31,8 @@ public:
     void clear() { listed.clear(); }
 
     // Reads the first count bytes of a regular file. False when path or buffer is null,
-    // the path is shorter than 2 characters, the file does not open for reading and
-    // writing (a read-only file fails, as presets are expected to be the user's own) or
-    // holds fewer than count bytes.
+    // the path is shorter than 2 characters, the file does not open for reading or holds
+    // fewer than count bytes.
     static bool readFileBytes(const char* path, void* buffer, std::size_t count);
     // Replaces the file with count bytes, atomically (temporary file, then rename).
     static bool writeFileBytes(const char* path, const void* buffer, std::size_t count);
@@ -43,8 +42,9 @@ public:
     // buffer is allocated only after both checks passed.
     static ReadStatus readWholeFile(const char* path, int32_t expectedWords,
                                     std::unique_ptr<uint32_t[]>& words);
-    // Reads a regular file of at most maxBytes into text; false otherwise.
-    static bool readSmallFile(const char* path, std::size_t maxBytes, std::string& text);
+    // Reads a regular file of at most maxBytes into text. missing only when nothing exists
+    // at path; a file that exists but cannot be read whole is unreadable or tooLarge.
+    static ReadStatus readSmallFile(const char* path, std::size_t maxBytes, std::string& text);
     // Writes to a temporary file in the same folder, syncs it and renames it over path.
     static bool writeFileAtomically(const char* path, const void* buffer, std::size_t count);
     // Creates a folder and its missing parents; true when it exists afterwards.

@@ -20,4 +20,10 @@ public:
     virtual float currentTempo() = 0;
     virtual float currentSampleRate() = 0;
     virtual void refreshHostDisplay() = 0;
+    // The whole-state previous and next: step through the host's programs.
+    virtual void stepPrograms(int32_t direction) { (void)direction; }
+    // Held by the preset flows while they touch the state and the library, so that a load
+    // on another thread never meets them half done. Recursive: readState takes it too.
+    virtual void lockState() {}
+    virtual void unlockState() {}
 };

@@ -196,6 +196,37 @@ MFChunk* MFPresetLibrary::midiProgram(int32_t index) const {
     return midiFolderIndex < 0 ? nullptr : preset(midiFolderIndex, index);
 }
 
+int32_t MFPresetLibrary::programCount() const {
+    int32_t total = 0;
+    for (int32_t f = 0; f < usedFolders; ++f)
+        total += presetCount(f);
+    return total;
+}
+
+bool MFPresetLibrary::programAt(int32_t program, int32_t& folder, int32_t& index) const {
+    if (program < 0)
+        return false;
+    for (int32_t f = 0; f < usedFolders; ++f) {
+        const int32_t count = presetCount(f);
+        if (program < count) {
+            folder = f;
+            index = program;
+            return true;
+        }
+        program -= count;
+    }
+    return false;
+}
+
+int32_t MFPresetLibrary::programNumber(int32_t folder, int32_t index) const {
+    if (!validFolder(folder) || index < 0 || index >= presetCount(folder))
+        return -1;
+    int32_t before = 0;
+    for (int32_t f = 0; f < folder; ++f)
+        before += presetCount(f);
+    return before + index;
+}
+
 int32_t MFPresetLibrary::presetCount(int32_t folder) const {
     return validFolder(folder) ? int32_t(folders[std::size_t(folder)].presets.size()) : 0;
 }

@@ -43,6 +43,13 @@ public:
     // The chunk at index of the "Midi Programs" folder, or null.
     MFChunk* midiProgram(int32_t index) const;
 
+    // All presets as one list, folder after folder in library order: the host's programs.
+    int32_t programCount() const;
+    // Where a program of that list lies; false when there is none.
+    bool programAt(int32_t program, int32_t& folder, int32_t& index) const;
+    // A preset's place in that list, or -1.
+    int32_t programNumber(int32_t folder, int32_t index) const;
+
     int32_t folderCount() const { return usedFolders; }
     int32_t presetCount(int32_t folder) const;
     const std::string& folderName(int32_t folder) const;

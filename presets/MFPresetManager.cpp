@@ -14,6 +14,18 @@
 
 namespace {
 
+// Holds the host's state lock for a flow's work on the state and the library.
+class StateGuard {
+public:
+    explicit StateGuard(MFPresetHost& presetHost) : host(presetHost) { host.lockState(); }
+    ~StateGuard() { host.unlockState(); }
+    StateGuard(const StateGuard&) = delete;
+    StateGuard& operator=(const StateGuard&) = delete;
+
+private:
+    MFPresetHost& host;
+};
+
 constexpr std::size_t probeBytes = 20;
 // A dialog may hand this back for "nothing"; it is never a file.
 constexpr const char* emptyChoice = "EMPTY";
@@ -79,6 +91,7 @@ bool MFPresetManager::loadPreset(const char* path, int32_t category, const char*
     if (std::strcmp(path, emptyChoice) == 0)
         return false;
 
+    const StateGuard guard(host);
     uint32_t probe[probeBytes / 4];
     if (!MFFileio::readFileBytes(path, probe, sizeof probe))
         return false;
@@ -112,7 +125,8 @@ bool MFPresetManager::loadPreset(const char* path, int32_t category, const char*
         const int32_t folder = library.folderIndex(folderName.c_str());
         if (folder >= 0) {
             host.setFolderIndex(folder);
-            const int32_t program = library.presetIndex(folder, name.c_str());
+            const int32_t program =
+                library.programNumber(folder, library.presetIndex(folder, name.c_str()));
             if (program >= 0)
                 host.setCurrentProgram(program);
         }
@@ -152,6 +166,7 @@ bool MFPresetManager::savePreset(const char* name, int32_t category, const char*
     if (path == emptyChoice)
         return false;
 
+    const StateGuard guard(host);
     MFChunk chunk;
     chunk.beginMeasure(host.currentTempo(), host.currentSampleRate());
     host.writeState(chunk, category);
@@ -183,6 +198,11 @@ bool MFPresetManager::savePreset(const char* name, int32_t category, const char*
             folder = library.folderIndex(folderName.c_str());
             host.setFolderIndex(folder >= 0 ? folder : 0);
         }
+        // A preset saved into the library is the host's program from now on.
+        const int32_t program = library.programNumber(
+            folder, library.presetIndex(folder, MFPaths::nameOf(path).c_str()));
+        if (written && program >= 0)
+            host.setCurrentProgram(program);
     }
     host.presetName(category) = MFPaths::nameOf(path);
     host.refreshHostDisplay();
@@ -200,6 +220,11 @@ void MFPresetManager::previousPreset(int32_t category) {
 void MFPresetManager::stepPreset(int32_t category, int32_t direction) {
     if (!validCategory(category))
         return;
+    // Whole states step through the host's programs, so that both show one order.
+    if (category == 0) {
+        host.stepPrograms(direction);
+        return;
+    }
     const std::string folder = readSetting(numberedKey("presetpath%d", category).c_str());
     MFFileio listing;
     listing.list(folder, false, true);

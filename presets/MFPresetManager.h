@@ -32,7 +32,7 @@ public:
     // dialog. True when the file was written.
     bool savePreset(const char* name, int32_t category, const char* extension = "cdz");
     // Loads the file after (or before) the current preset of the category in its load
-    // folder, wrapping at either end.
+    // folder, wrapping at either end. Whole states step through the host's programs.
     void nextPreset(int32_t category);
     void previousPreset(int32_t category);
 

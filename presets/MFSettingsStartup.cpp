@@ -55,6 +55,8 @@ MFSettingsStartup::Switches MFSettingsStartup::run(MFSettingsStore& store, const
     Switches switches;
     if (!store.open(productName))
         return switches;
+    // Everything below reaches the disk in one atomic write.
+    store.beginChanges();
 
     std::string text;
     if (!store.getString("installpath", text)) {
@@ -75,6 +77,7 @@ MFSettingsStartup::Switches MFSettingsStartup::run(MFSettingsStore& store, const
     if (!store.getString("presetpath0", text) && store.getString("presetpath", text))
         store.setString("presetpath0", text.c_str());
 
+    store.commitChanges();
     store.close();
     return switches;
 }

@@ -1,5 +1,6 @@
 #include "presets/MFSettingsStore.h"
 
+#include "platform/MFMessageService.h"
 #include "platform/MFText.h"
 #include "presets/MFFileio.h"
 #include "presets/MFPaths.h"
@@ -14,6 +15,10 @@ namespace {
 char globalProduct[256] = "undefined";
 
 constexpr const char* fileHeader = "# Per-user settings; rewritten whole on every change.\n";
+
+// The longest line the writer can make: kind, space, a name and a value of valueBytes - 1
+// bytes each with every byte escaped, and the '='. The reader must take it.
+static_assert(2 + 4 * (MFSettingsStore::valueBytes - 1) + 1 <= MFSettingsStore::maxLineBytes);
 
 bool validProductName(const char* name) {
     if (!name || !name[0] || std::strlen(name) > 200)
@@ -119,17 +124,47 @@ bool MFSettingsStore::open(const char* productName) {
     if (!MFFileio::makeFolders(folder))
         return false;
     std::string content;
-    // A missing, oversized or unreadable file is a store without values.
-    if (MFFileio::readSmallFile(path.c_str(), maxFileBytes, content))
+    const MFFileio::ReadStatus status =
+        MFFileio::readSmallFile(path.c_str(), maxFileBytes, content);
+    if (status == MFFileio::ReadStatus::ok) {
         parse(content);
+    } else if (status != MFFileio::ReadStatus::missing) {
+        // Writing now would replace values we never saw, the content path among them.
+        readOnly = true;
+        if (!reportedUnreadable) {
+            reportedUnreadable = true;
+            MFMessageService::showMessage(
+                "The settings file %s cannot be read. %s runs on its default settings and "
+                "leaves the file as it is.",
+                path.c_str(), productName);
+        }
+    }
     opened = true;
     return true;
 }
 
 void MFSettingsStore::close() {
+    if (opened && collecting)
+        commitChanges();
     opened = false;
+    readOnly = false;
+    collecting = false;
+    pending = false;
     entries.clear();
     folder.clear();
+}
+
+void MFSettingsStore::beginChanges() {
+    if (opened)
+        collecting = true;
+}
+
+bool MFSettingsStore::commitChanges() {
+    collecting = false;
+    if (!pending)
+        return true;
+    pending = false;
+    return opened && !readOnly && save();
 }
 
 void MFSettingsStore::parse(const std::string& content) {
@@ -139,7 +174,11 @@ void MFSettingsStore::parse(const std::string& content) {
         const std::size_t end = content.find('\n', start);
         if (end == std::string::npos)
             break;
-        const std::size_t length = end - start;
+        // A file edited on another system may end its lines in CR LF. The writer escapes
+        // every CR of a value, so a raw one before the newline is never part of it.
+        std::size_t length = end - start;
+        if (length > 0 && content[end - 1] == '\r')
+            --length;
         // A NUL byte cannot come from a C string value: the line is damage.
         if (length >= 3 && length <= maxLineBytes && content[start + 1] == ' ' &&
             std::memchr(content.data() + start, 0, length) == nullptr) {
@@ -213,35 +252,53 @@ int32_t MFSettingsStore::getString(const char* name, std::string& out) const {
 }
 
 int32_t MFSettingsStore::setInteger(const char* name, int32_t value) {
-    if (!opened || !name || !name[0] || std::strlen(name) >= valueBytes)
-        return 0;
-    erase(name);
-    if (entries.size() >= maxEntries)
+    if (!name)
         return 0;
     Entry entry;
     entry.name = name;
     entry.isInteger = true;
     entry.integer = value;
-    entries.push_back(std::move(entry));
-    return save() ? 1 : 0;
+    return put(std::move(entry));
 }
 
 int32_t MFSettingsStore::setString(const char* name, const char* text) {
-    if (!opened || !name || !name[0] || std::strlen(name) >= valueBytes)
-        return 0;
-    erase(name);
-    if (entries.size() >= maxEntries)
+    if (!name)
         return 0;
     char cut[valueBytes];
     mfCopyText(cut, sizeof cut, text);
     Entry entry;
     entry.name = name;
     entry.text = cut;
-    entries.push_back(std::move(entry));
-    return save() ? 1 : 0;
+    return put(std::move(entry));
 }
 
-bool MFSettingsStore::save() const {
+int32_t MFSettingsStore::put(Entry entry) {
+    if (!opened || readOnly || entry.name.empty() || entry.name.size() >= valueBytes)
+        return 0;
+    const std::vector<Entry> before = entries;
+    erase(entry.name.c_str());
+    if (entries.size() >= maxEntries) {
+        entries = before;
+        return 0;
+    }
+    entries.push_back(std::move(entry));
+    // The reader refuses a file over its cap; such a change is refused here instead.
+    if (serialise().size() > maxFileBytes) {
+        entries = before;
+        return 0;
+    }
+    if (collecting) {
+        pending = true;
+        return 1;
+    }
+    if (!save()) {
+        entries = before;
+        return 0;
+    }
+    return 1;
+}
+
+std::string MFSettingsStore::serialise() const {
     std::string content = fileHeader;
     for (const Entry& entry : entries) {
         content += entry.isInteger ? "i " : "s ";
@@ -253,6 +310,11 @@ bool MFSettingsStore::save() const {
             appendEscaped(content, entry.text, false);
         content += '\n';
     }
+    return content;
+}
+
+bool MFSettingsStore::save() const {
+    const std::string content = serialise();
     return MFFileio::writeFileAtomically((folder + fileName).c_str(), content.data(),
                                          content.size());
 }

@@ -162,9 +162,9 @@ TEST_F(MidiInputTest, ProgramChangeReachesTheClientOnlyWhenNotIgnored) {
 
     input.setIgnoreProgramChange(false);
     send(0xC0, 5, 0);
-    send(0xC0, 5, 9); // the number comes from the third byte
+    send(0xC3, 9, 0x55); // the number is the first data byte; a stray second one is ignored
     ASSERT_EQ(client.programs.size(), 2u);
-    EXPECT_EQ(client.programs[0], 0);
+    EXPECT_EQ(client.programs[0], 5);
     EXPECT_EQ(client.programs[1], 9);
 
     maps.editing.set(true);

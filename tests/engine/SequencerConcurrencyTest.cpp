@@ -6,7 +6,9 @@
 
 #include "engine/MFUniClient.h"
 #include "engine/MidiTestEvents.h"
+#include "pattern/MFChunk.h"
 #include "pattern/MFZone.h"
+#include "presets/PresetTestSupport.h"
 #include "support/FakeHost.h"
 #include "support/SignalMeasure.h"
 
@@ -50,6 +52,8 @@ public:
             events.add(0, 0x90, uint8_t(60 + block % 12), 100);
             events.add(100, 0xB0, 1, uint8_t(block % 128));
             events.add(200, 0x80, uint8_t(60 + block % 12), 0);
+            if (programChanges && block % 6 == 0)
+                events.add(150, 0xC0, uint8_t(block / 6 % 3), 0);
             client->processEvents(const_cast<vst::VstEvents*>(events.list()));
             float* in[2] = {const_cast<float*>(source.data()), const_cast<float*>(source.data())};
             float* out[2] = {outL.data(), outR.data()};
@@ -86,6 +90,8 @@ public:
         int round = 0;
         while (!stop.load()) {
             for (int32_t lane : paintedLanes) {
+                // As the editor does for each gesture: a load on another thread waits.
+                const auto edit = client->editLock();
                 MFZoneHandlerContainer<MFFloatZoneHandler>& zones = client->getLane(lane).zones;
                 const int32_t first = step(random);
                 if (MFZone* existing = zones.zoneAt(first)) {
@@ -116,17 +122,40 @@ public:
         }
     }
 
+    // The host's program list: choosing, naming and stepping programs, and recalling the
+    // session, as a host's program menu and its session code do.
+    void programs(const std::vector<char>& state) {
+        char name[vst::kVstMaxProgNameLen + 1];
+        int round = 0;
+        while (!stop.load()) {
+            client->setProgram(round % 5);
+            for (int32_t p = -1; p < 6; ++p)
+                client->getProgramNameIndexed(0, p, name);
+            client->getProgramName(name);
+            client->stepProgram(round % 2 == 0 ? 1 : -1);
+            if (round % 7 == 0) {
+                std::vector<char> copy = state;
+                client->setChunk(copy.data(), int32_t(copy.size()), false);
+                void* data = nullptr;
+                client->getChunk(&data, false);
+            }
+            ++programRounds;
+            ++round;
+        }
+    }
+
     FakeHost host;
     MFUniClient* client = nullptr;
+    bool programChanges = false;
     std::atomic<bool> stop{false};
-    std::atomic<int> blocks{0}, automationRounds{0}, editorRounds{0}, loads{0};
+    std::atomic<int> blocks{0}, automationRounds{0}, editorRounds{0}, loads{0}, programRounds{0};
     bool finite = true;
     float sink = 0.0f;
 };
 
-void runSession(Session& s, bool withLoads) {
+void runSession(Session& s, bool withLoads, bool withPrograms = false) {
     std::vector<char> state;
-    if (withLoads) {
+    if (withLoads || withPrograms) {
         void* data = nullptr;
         const int32_t size = s.client->getChunk(&data, true);
         const char* bytes = static_cast<const char*>(data);
@@ -135,12 +164,53 @@ void runSession(Session& s, bool withLoads) {
     std::thread audio([&] { s.audio(); });
     std::thread automation([&] { s.automation(); });
     std::thread editor([&] { s.editor(withLoads, state); });
+    std::thread programs;
+    if (withPrograms)
+        programs = std::thread([&] { s.programs(state); });
     std::this_thread::sleep_for(runTime);
     s.stop = true;
     audio.join();
     automation.join();
     editor.join();
+    if (programs.joinable())
+        programs.join();
 }
+
+// A home whose settings accept program changes, with a library of two folders, "Midi
+// Programs" among them, of whole states written by the plug-in itself.
+class ProgramHome {
+public:
+    ProgramHome() {
+        {
+            MFSettingsStore store;
+            store.open("Cadenzoid");
+            store.setInteger("firstuse", 1);
+            store.setInteger("ignorePrgChange", 0);
+        }
+        FakeHost writerHost;
+        auto* writer = new MFUniClient(FakeHost::callback());
+        writerHost.attach(writer);
+        for (const char* folder : {"Midi Programs", "Set"}) {
+            const std::string path = home.folder(std::string("library/") + folder);
+            for (int k = 0; k < 3; ++k) {
+                writer->setParameter(7, 0.1f * float(k + 1));
+                MFChunk chunk;
+                chunk.beginMeasure(120.0f, rate);
+                writer->writeState(chunk, 0);
+                chunk.allocateMeasured();
+                writer->writeState(chunk, 0);
+                presettest::writeFile(path + "p" + std::to_string(k) + ".cdz", chunk.data,
+                                      std::size_t(chunk.capacity()) * 4);
+            }
+        }
+    }
+    std::string library() const { return home.path("library/"); }
+
+private:
+    presettest::TempFolder home;
+    presettest::ScopedEnv config{"XDG_CONFIG_HOME", home.folder("config").c_str()};
+    presettest::ScopedEnv data{"XDG_DATA_HOME", home.folder("data").c_str()};
+};
 
 } // namespace
 
@@ -160,5 +230,22 @@ TEST(SequencerConcurrency, StateLoadsFromTheMainThreadWhileAudioRuns) {
     EXPECT_TRUE(s.finite);
     EXPECT_GT(s.loads.load(), 1);
     EXPECT_GT(s.blocks.load(), 10);
+    EXPECT_FALSE(s.client->isLoading()) << "every load ends its handshake";
+}
+
+// MIDI program changes load on the loader's thread while the main thread recalls sessions,
+// the host chooses and names programs, the editor paints and the host automates: every
+// load keeps to the handshake, and none ends another's silence.
+TEST(SequencerConcurrency, ProgramChangesLoadBesideTheMainThreadsLoads) {
+    ProgramHome home;
+    Session s;
+    s.client->getPresetLibrary().scan(home.library());
+    ASSERT_TRUE(s.client->getProgramLoader().isRunning());
+    s.programChanges = true;
+    runSession(s, true, true);
+    EXPECT_TRUE(s.finite);
+    EXPECT_GT(s.blocks.load(), 10);
+    EXPECT_GE(s.programRounds.load(), 1);
+    EXPECT_GE(s.client->getProgramLoader().completed(), 1u);
     EXPECT_FALSE(s.client->isLoading()) << "every load ends its handshake";
 }

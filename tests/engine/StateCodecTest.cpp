@@ -12,10 +12,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -497,6 +499,32 @@ TEST_F(StateTest, IsolatedMapsSurviveAPresetLoad) {
     EXPECT_EQ(mapOf(b->getMidiMaps().global), (Map{{9, 1}}));
 }
 
+// Reopening a session is no preset load: the learned controllers it carries come back
+// whatever the isolation setting.
+TEST_F(StateTest, HostRecallRestoresTheMapsWithIsolationOn) {
+    {
+        MFSettingsStore store;
+        ASSERT_TRUE(store.open("Cadenzoid"));
+        store.setInteger("firstuse", 1);
+        store.setInteger("CC Map Recall isolate", 1);
+        store.close();
+    }
+    Instance a;
+    a->getMidiMaps().controllers[7].push_back(entry(47, 0));
+    a->getMidiMaps().controllers[74] = {entry(44, 0), entry(300, 2)};
+    a->getMidiMaps().global.push_back(entry(13, 1));
+    const std::vector<uint32_t> session = chunkOf(*a);
+
+    Instance b;
+    b->getMidiMaps().controllers[20].push_back(entry(5, 0));
+    setChunk(*b, session);
+    EXPECT_EQ(mapOf(b->getMidiMaps().controllers[7]), (Map{{47, 0}}));
+    EXPECT_EQ(mapOf(b->getMidiMaps().controllers[74]), (Map{{44, 0}, {300, 2}}));
+    EXPECT_TRUE(b->getMidiMaps().controllers[20].empty()) << "the session's maps, not a merge";
+    EXPECT_EQ(mapOf(b->getMidiMaps().global), (Map{{13, 1}}));
+    EXPECT_EQ(chunkOf(*b), session);
+}
+
 TEST_F(StateTest, PresetLoadWithoutIsolationReplacesTheMaps) {
     Instance a;
     a->getMidiMaps().controllers[7].push_back(entry(47, 0));
@@ -511,7 +539,27 @@ TEST_F(StateTest, PresetLoadWithoutIsolationReplacesTheMaps) {
     EXPECT_EQ(mapOf(b->getMidiMaps().global), (Map{{13, 0}}));
 }
 
-TEST_F(StateTest, MidiProgramChangeLoadsInsideTheBlockWithoutWaitingForItself) {
+void runBlocks(Instance& a, int blocks, std::vector<float>* lastLeft = nullptr) {
+    std::vector<float> in(256, 0.25f), outLeft(256), outRight(256);
+    for (int block = 0; block < blocks; ++block) {
+        float* inputs[2] = {in.data(), in.data()};
+        float* outputs[2] = {outLeft.data(), outRight.data()};
+        a->processReplacing(inputs, outputs, 256);
+        for (std::size_t i = 0; i < 256; ++i)
+            ASSERT_TRUE(std::isfinite(outLeft[i]) && std::isfinite(outRight[i]));
+    }
+    if (lastLeft)
+        *lastLeft = outLeft;
+}
+
+// The loader's thread runs the load; a test waits for it, at most a few seconds.
+bool waitForLoads(Instance& a, uint32_t count) {
+    for (int tries = 0; tries < 5000 && a->getProgramLoader().completed() < count; ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return a->getProgramLoader().completed() >= count;
+}
+
+TEST_F(StateTest, MidiProgramChangeLoadsItsNumberOnTheLoadersThread) {
     {
         MFSettingsStore store;
         ASSERT_TRUE(store.open("Cadenzoid"));
@@ -530,43 +578,63 @@ TEST_F(StateTest, MidiProgramChangeLoadsInsideTheBlockWithoutWaitingForItself) {
     Instance a;
     a->getPresetLibrary().scan(home.path("library/"));
     ASSERT_GE(a->getPresetLibrary().midiFolder(), 0);
+    ASSERT_TRUE(a->getProgramLoader().isRunning());
     a->setSampleRate(44100.0f);
     a->resume();
     a.host.setPlaying(0.0, 120.0);
 
-    ASSERT_NE(a->getRegistry().rawValue(loopSizeTag), 0.41f);
-    // The number is read from the third byte, which a program change lacks: preset 0.
+    // The number is the first data byte: program 1.
     MidiTestEvents events;
     events.add(10, 0xC0, 1, 0);
     a->processEvents(const_cast<vst::VstEvents*>(events.list()));
-    std::vector<float> in(256, 0.25f), outLeft(256), outRight(256);
-    for (int block = 0; block < 4; ++block) {
-        float* inputs[2] = {in.data(), in.data()};
-        float* outputs[2] = {outLeft.data(), outRight.data()};
-        a->processReplacing(inputs, outputs, 256);
-        for (std::size_t i = 0; i < 256; ++i)
-            ASSERT_TRUE(std::isfinite(outLeft[i]) && std::isfinite(outRight[i]));
-    }
-    EXPECT_EQ(a->getRegistry().rawValue(loopSizeTag), 0.41f);
-    EXPECT_EQ(a->getPresetNames()[0], "p0");
+    runBlocks(a, 1);
+    ASSERT_TRUE(waitForLoads(a, 1));
+    EXPECT_EQ(a->getRegistry().rawValue(loopSizeTag), 0.42f);
+    EXPECT_EQ(a->getPresetNames()[0], "p1");
     EXPECT_FALSE(a->isLoading());
+    runBlocks(a, 2);
+
+    // A program change whose load ends while the main thread holds the audio thread off
+    // leaves that hold standing: only its owner ends it.
+    events.clear();
+    events.add(0, 0xC0, 0, 0);
+    a->processEvents(const_cast<vst::VstEvents*>(events.list()));
+    runBlocks(a, 1);
+    ASSERT_TRUE(a->beginStructureChange(100));
+    ASSERT_TRUE(waitForLoads(a, 2));
+    EXPECT_EQ(a->getRegistry().rawValue(loopSizeTag), 0.41f);
+    EXPECT_TRUE(a->isLoading());
+    std::vector<float> left;
+    runBlocks(a, 1, &left);
+    EXPECT_EQ(*std::max_element(left.begin(), left.end()), 0.0f) << "still silent";
+    a->endStructureChange();
+    EXPECT_FALSE(a->isLoading());
+
+    // A number with no preset behind it changes nothing.
+    events.clear();
+    events.add(0, 0xC0, 7, 0);
+    a->processEvents(const_cast<vst::VstEvents*>(events.list()));
+    runBlocks(a, 1);
+    ASSERT_TRUE(waitForLoads(a, 3));
+    EXPECT_EQ(a->getPresetNames()[0], "p0");
 }
 
-// Programs walk the library: three folders of 3, 2 and 1 presets, each preset told apart
-// by its "LoopSize".
+// Programs are the library as one list: folders A (3), B (2), C (1) and D (1), each preset
+// told apart by its "LoopSize".
 class ProgramTest : public StateTest {
 protected:
     void SetUp() override {
         Instance writer;
         const std::vector<std::tuple<std::string, std::string, float>> files{
-            {"A", "a1", 0.11f}, {"A", "a2", 0.12f}, {"A", "a3", 0.13f},
-            {"B", "b1", 0.21f}, {"B", "b2", 0.22f}, {"C", longName, 0.31f}};
+            {"A", "a1", 0.11f},       {"A", "a2", 0.12f}, {"A", "a3", 0.13f},
+            {"B", "b1", 0.21f},       {"B", "b2", 0.22f}, {"C", longName, 0.31f},
+            {"D", controlName, 0.41f}};
         for (const auto& [folder, name, value] : files) {
             writer->setParameter(loopSizeTag, value);
             writeStateFile(*writer, home.folder("library/" + folder) + name + ".cdz");
         }
         player->getPresetLibrary().scan(home.path("library/"));
-        ASSERT_EQ(player->getPresetLibrary().folderCount(), 3);
+        ASSERT_EQ(player->getPresetLibrary().folderCount(), 4);
     }
     float loopSize() { return player->getRegistry().rawValue(loopSizeTag); }
     std::string nameAt(int32_t index) {
@@ -576,63 +644,92 @@ protected:
     }
 
     const std::string longName = std::string(40, 'L') + std::string(40, 'M');
+    const std::string controlName = "Tab\there\x01";
     Instance player;
 };
 
-TEST_F(ProgramTest, SetProgramStepsThroughFoldersAndWrapsBothWays) {
-    struct Step {
-        int32_t program;
-        int32_t folder, current;
-        float value;
-    };
-    const Step steps[] = {
-        {1, 0, 1, 0.12f},  // within the folder
-        {3, 1, 0, 0.21f},  // past the end: first preset of the next folder
-        {1, 1, 1, 0.22f},  //
-        {2, 2, 0, 0.31f},  //
-        {1, 0, 0, 0.11f},  // past the last folder: back to the first
-        {-1, 2, 0, 0.31f}, // before the start: last preset of the previous folder, wrapping
-        {-1, 1, 1, 0.22f}, //
-        {-1, 0, 2, 0.13f}, //
-        {64, 0, 2, 0.13f}, // beyond the host's 64 programs: ignored
-        {1000, 0, 2, 0.13f},
-    };
-    for (const Step& s : steps) {
-        SCOPED_TRACE(s.program);
-        player->setProgram(s.program);
-        EXPECT_EQ(player->getFolderIndex(), s.folder);
-        EXPECT_EQ(player->getProgram(), s.current);
-        EXPECT_EQ(loopSize(), s.value);
+TEST_F(ProgramTest, EveryListedNameIsWhatChoosingItLoads) {
+    const std::vector<std::string> listed{
+        "a1", "a2", "a3", "b1", "b2", longName.substr(0, vst::kVstMaxProgNameLen), "Tab here "};
+    const float values[] = {0.11f, 0.12f, 0.13f, 0.21f, 0.22f, 0.31f, 0.41f};
+    const int32_t folders[] = {0, 0, 0, 1, 1, 2, 3};
+    // In an order that crosses folders both ways.
+    for (int32_t program : {3, 1, 6, 0, 5, 2, 4}) {
+        SCOPED_TRACE(program);
+        EXPECT_EQ(nameAt(program), listed[std::size_t(program)]);
+        player->setProgram(program);
+        EXPECT_EQ(player->getProgram(), program);
+        EXPECT_EQ(player->getFolderIndex(), folders[program]);
+        EXPECT_EQ(loopSize(), values[program]);
+        EXPECT_EQ(nameAt(-1), listed[std::size_t(program)]);
     }
-    EXPECT_EQ(player->getPresetNames()[0], "a3");
+    // Empty places change nothing, nor do numbers the host should not send.
+    for (int32_t program : {7, 63, 64, 1000, -1, -5}) {
+        SCOPED_TRACE(program);
+        if (program >= 0 && program < 64) {
+            EXPECT_EQ(nameAt(program), "empty");
+        }
+        player->setProgram(program);
+        EXPECT_EQ(player->getProgram(), 4);
+        EXPECT_EQ(loopSize(), 0.22f);
+    }
 }
 
-TEST_F(ProgramTest, ProgramNamesComeFromTheLibraryAndFitTheHostsBuffer) {
-    player->setProgram(1);
-    EXPECT_EQ(nameAt(0), "a1");
-    EXPECT_EQ(nameAt(2), "a3");
-    EXPECT_EQ(nameAt(3), "empty");
-    EXPECT_EQ(nameAt(-1), "a2");
-    char text[64];
-    player->getProgramName(text);
-    EXPECT_STREQ(text, "a2");
+TEST_F(ProgramTest, TheCurrentProgramLoadsWhenTheStateIsNotIt) {
+    // At start the state is the plug-in's own, while program 0 is current.
+    ASSERT_EQ(player->getProgram(), 0);
+    ASSERT_NE(loopSize(), 0.11f);
+    player->setProgram(0);
+    EXPECT_EQ(loopSize(), 0.11f);
+    // Once it is in force, choosing it again is no reload.
+    player->setParameter(loopSizeTag, 0.5f);
+    player->setProgram(0);
+    EXPECT_EQ(loopSize(), 0.5f);
+    // A session recalled on another state, with program 0 current: choosing it loads.
+    Instance other;
+    other->setParameter(loopSizeTag, 0.77f);
+    setChunk(*player, chunkOf(*other));
+    ASSERT_EQ(player->getProgram(), 0);
+    ASSERT_EQ(loopSize(), 0.77f);
+    player->setProgram(0);
+    EXPECT_EQ(loopSize(), 0.11f);
+    // A session saved with a program in force keeps its own state when the host picks it.
+    player->setParameter(loopSizeTag, 0.6f);
+    setChunk(*player, chunkOf(*player));
+    player->setProgram(0);
+    EXPECT_EQ(loopSize(), 0.6f);
+}
 
+TEST_F(ProgramTest, PreviousAndNextFollowTheListAcrossFolders) {
+    player->setProgram(0);
+    const std::vector<float> forward{0.12f, 0.13f, 0.21f, 0.22f, 0.31f, 0.41f, 0.11f};
+    for (float value : forward) {
+        player->getPresetManager().nextPreset(0);
+        EXPECT_EQ(loopSize(), value);
+    }
+    EXPECT_EQ(player->getProgram(), 0);
+    player->stepProgram(-1);
+    EXPECT_EQ(loopSize(), 0.41f);
+    EXPECT_EQ(player->getFolderIndex(), 3);
+    player->getPresetManager().previousPreset(0);
+    EXPECT_EQ(loopSize(), 0.31f);
+    EXPECT_EQ(player->getPresetNames()[0], longName);
+}
+
+TEST_F(ProgramTest, NamesFitTheHostsBuffer) {
     // The library keeps 64 characters of a name; the host's program name buffer holds
     // 24 and a terminator, and nothing beyond it is written.
     char full[128];
     player->getPresetLibrary().presetName(full, sizeof full, 2, 0);
     EXPECT_EQ(std::string(full), longName.substr(0, 64));
-    player->setProgram(3);
-    player->setProgram(1);
-    player->setProgram(2);
-    ASSERT_EQ(player->getFolderIndex(), 2);
+    player->setProgram(5);
     for (int variant = 0; variant < 2; ++variant) {
         char host[256];
         std::memset(host, '#', sizeof host);
         if (variant == 0)
-            player->getProgramNameIndexed(0, 0, host);
+            player->getProgramNameIndexed(0, 5, host);
         else
-            player->getProgramName(host); // program 0: the loaded preset's own name
+            player->getProgramName(host);
         EXPECT_EQ(std::string(host), longName.substr(0, vst::kVstMaxProgNameLen));
         for (std::size_t k = vst::kVstMaxProgNameLen + 1; k < sizeof host; ++k)
             ASSERT_EQ(host[k], '#') << k;

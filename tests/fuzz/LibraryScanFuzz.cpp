@@ -109,6 +109,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (int32_t program = -1; program <= MFPresetLibrary::maxPresets; ++program)
         if (MFChunk* chunk = library.midiProgram(program))
             readAll(*chunk);
+    // The host's programs: the same presets as one list, each place found both ways.
+    const int32_t programs = library.programCount();
+    for (int32_t program = -1; program <= programs; ++program) {
+        int32_t folder = -1, index = -1;
+        const bool found = library.programAt(program, folder, index);
+        if (found != (program >= 0 && program < programs))
+            std::abort();
+        if (found &&
+            (!library.preset(folder, index) || library.programNumber(folder, index) != program))
+            std::abort();
+    }
     library.rescanFolder(library.midiFolder());
     std::filesystem::remove_all(root, ignored);
     return 0;

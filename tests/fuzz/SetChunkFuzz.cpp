@@ -1,26 +1,17 @@
-// Hostile host chunks: whatever setChunk receives, the plug-in must still write its state
-// and produce audio.
+// Hostile host chunks through the state reader exactly as setChunk runs it: the host's
+// bytes copied, then read as a host recall. One load per input; the writer, which
+// setChunk runs afterwards to keep the last state received, is left out, so the time
+// goes to the reader. After the load every parameter is a number and the audio runs.
 #include "FuzzPlugin.h"
 #include "pattern/MFChunk.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     MFUniClient& plugin = fuzzPlugin();
-    // A host hands over its own buffer; never more than it says.
-    std::unique_ptr<uint8_t[]> bytes(new uint8_t[size ? size : 1]);
-    if (size)
-        std::memcpy(bytes.get(), data, size);
-    plugin.setChunk(bytes.get(), int32_t(size), false);
-    plugin.setChunk(bytes.get(), int32_t(size), true);
-
-    void* written = nullptr;
-    const int32_t byteSize = plugin.getChunk(&written, false);
-    if (!written || byteSize < MFChunk::headerWords * 4 || byteSize % 4 != 0)
-        std::abort();
-    MFChunk check;
-    check.attachCopy(written, std::size_t(byteSize));
-    if (!check.parseHeader(true) || check.sizeWords * 4 != byteSize)
-        std::abort();
-
+    if (size == 0)
+        return 0;
+    MFChunk chunk;
+    chunk.attachCopy(data, size);
+    plugin.readState(chunk, 0, true, false, false);
     fuzzCheckAudio(plugin);
     return 0;
 }

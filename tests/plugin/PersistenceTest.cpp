@@ -106,7 +106,7 @@ TEST_F(MusicianHome, InstallPlaySaveStepRestart) {
         ASSERT_GE(cutoff, 0);
         EXPECT_EQ(host.getParameter(cutoff), 0.25f);
 
-        // Programs are the library's first folder, sorted by name.
+        // Programs are the library's presets, folder after folder, sorted by name.
         host.dispatch(vst::effSetProgram, 0, 1);
         EXPECT_EQ(programName(host), "Reverse Build");
         host.stop();
@@ -117,7 +117,8 @@ TEST_F(MusicianHome, InstallPlaySaveStepRestart) {
     EXPECT_EQ(setting("contentpath"), content);
 
     // A session in the editor: save a preset of one's own, step away from it and back.
-    const std::string saved = presets + "My Groove.cdz";
+    const std::string saved = presets + "User/My Groove.cdz";
+    fs::create_directories(presets + "User");
     float defaultLoopSize = 0.0f;
     {
         FakeHost host;
@@ -131,21 +132,29 @@ TEST_F(MusicianHome, InstallPlaySaveStepRestart) {
         MFPresetManager& manager = client->getPresetManager();
         ASSERT_TRUE(manager.savePreset(saved.c_str(), 0));
         EXPECT_EQ(client->getPresetNames()[0], "My Groove");
+        // The save folder comes last in the library, and the new preset is its program:
+        // six "Breaks", seven "Grooves", four "Midi Programs", five "Performance" and six
+        // "Textures" before it.
+        EXPECT_EQ(client->getProgram(), 28);
+        char listed[vst::kVstMaxProgNameLen + 1] = {};
+        client->getProgramNameIndexed(0, 28, listed);
+        EXPECT_STREQ(listed, "My Groove");
 
+        // Previous and next walk the host's list, wrapping at its end.
         manager.nextPreset(0);
-        EXPECT_EQ(client->getPresetNames()[0], "default");
-        EXPECT_EQ(client->getRegistry().rawValue(loopSizeTag), defaultLoopSize);
+        EXPECT_EQ(client->getPresetNames()[0], "Break Mix");
+        EXPECT_NE(client->getRegistry().rawValue(loopSizeTag), 0.123f);
         manager.previousPreset(0);
         EXPECT_EQ(client->getPresetNames()[0], "My Groove");
         EXPECT_EQ(client->getRegistry().rawValue(loopSizeTag), 0.123f);
         manager.previousPreset(0);
-        EXPECT_EQ(client->getPresetNames()[0], "default");
+        EXPECT_EQ(client->getPresetNames()[0], "Wide Chorus");
 
-        // A factory preset opened from its folder becomes the host's program there:
-        // "Grooves" is the second folder, "Dub Echo" its second preset by name.
+        // A factory preset opened from its folder becomes the host's program: "Grooves" is
+        // the second folder, "Dub Echo" its second preset by name.
         ASSERT_TRUE(manager.loadPreset((presets + "Grooves/Dub Echo.cdz").c_str(), 0));
         EXPECT_EQ(client->getFolderIndex(), 1);
-        EXPECT_EQ(client->getProgram(), 1);
+        EXPECT_EQ(client->getProgram(), 7);
         char name[vst::kVstMaxProgNameLen + 1] = {};
         client->getProgramName(name);
         EXPECT_STREQ(name, "Dub Echo");

@@ -222,3 +222,22 @@ TEST(Fileio, ByteReaderRefusesBadArgumentsAndWriterReplacesWhole) {
     EXPECT_FALSE(MFFileio::writeFileBytes(temp.path("missing/x").c_str(), "xy", 2));
     EXPECT_FALSE(listing.list(""));
 }
+
+// Factory content installed for all users belongs to root and is read-only to everyone
+// else: such presets must still be listed and loaded.
+TEST(PresetLibrary, PresetsTheUserCannotWriteAreRead) {
+    TempFolder temp;
+    ::chmod(temp.base().c_str(), 0755);
+    const std::string folder = temp.folder("root/Factory");
+    writePreset(folder + "shared.cdz", 9);
+    ::chmod((folder + "shared.cdz").c_str(), 0444);
+    const int result = presettest::asUnprivilegedUser([&] {
+        uint32_t probe[5];
+        if (!MFFileio::readFileBytes((folder + "shared.cdz").c_str(), probe, sizeof probe))
+            return 1;
+        MFPresetLibrary library;
+        library.scan(temp.path("root"));
+        return library.presetCount(0) == 1 && int32_t(library.preset(0, 0)->data[9]) == 9 ? 0 : 2;
+    });
+    EXPECT_EQ(result, 0);
+}

@@ -9,6 +9,7 @@
 #include <ftw.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -79,9 +80,35 @@ inline std::string readText(const std::string& path) {
     return text;
 }
 
+// Runs check as an unprivileged user and returns its result (0..255). As root, permission
+// bits mean nothing to open(), so the check runs in a child that gave its rights up;
+// otherwise it runs here. -1 when the child could not be made.
+template <typename Check> int asUnprivilegedUser(Check check) {
+    if (::geteuid() != 0)
+        return check();
+    const pid_t child = ::fork();
+    if (child < 0)
+        return -1;
+    if (child == 0) {
+        constexpr uid_t nobody = 65534;
+        if (::setgid(nobody) != 0 || ::setuid(nobody) != 0)
+            ::_exit(255);
+        ::_exit(check());
+    }
+    int status = 0;
+    if (::waitpid(child, &status, 0) != child || !WIFEXITED(status))
+        return -1;
+    return WEXITSTATUS(status);
+}
+
 inline bool exists(const std::string& path) {
     struct stat info;
     return ::stat(path.c_str(), &info) == 0;
+}
+
+inline bool isFolder(const std::string& path) {
+    struct stat info;
+    return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 // The words of a small preset as the state writer lays it out: the five-word header,

@@ -8,7 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <dirent.h>
+#include <sys/inotify.h>
 
+using presettest::MessageCapture;
 using presettest::ScopedEnv;
 using presettest::TempFolder;
 
@@ -183,6 +185,111 @@ TEST(SettingsStore, DamagedFilesReadAsAbsentValues) {
     EXPECT_EQ(readBack(huge, "good"), "<absent>");
 }
 
+TEST(SettingsStore, CrlfLinesReadLikeLf) {
+    TempFolder temp;
+    temp.folder("Maple Forge/Cadenzoid");
+    presettest::writeText(settingsFile(temp),
+                          "# edited elsewhere\r\ns contentpath=/c/Cadenzoid/\r\ni firstuse=1\r\n"
+                          "s escaped=a\\r\r\n");
+    MFSettingsStore store(temp.base());
+    ASSERT_TRUE(store.open(product));
+    EXPECT_EQ(stringOf(store, "contentpath"), "/c/Cadenzoid/");
+    int32_t used = 0;
+    EXPECT_EQ(store.getInteger("firstuse", used), 1);
+    EXPECT_EQ(used, 1);
+    // A CR that belongs to the value is escaped by the writer and survives.
+    EXPECT_EQ(stringOf(store, "escaped"), "a\r");
+}
+
+// A file that exists but cannot be read must never be replaced: it may hold the content
+// path and everything else the user set. The store opens without values, refuses every
+// change, and says so once per store.
+TEST(SettingsStore, UnreadableFileIsNeverOverwritten) {
+    TempFolder temp;
+    const std::string path = settingsFile(temp);
+    temp.folder("Maple Forge/Cadenzoid");
+    const std::string good = "s contentpath=/opt/content/\ni firstuse=1\n";
+    // Good lines followed by more than the reader takes.
+    const std::string oversized = good + std::string(MFSettingsStore::maxFileBytes, '#');
+    presettest::writeText(path, oversized);
+
+    MessageCapture messages;
+    MFSettingsStore store(temp.base());
+    for (int round = 0; round < 3; ++round) {
+        ASSERT_TRUE(store.open(product));
+        EXPECT_TRUE(store.isReadOnly());
+        EXPECT_EQ(stringOf(store, "contentpath"), "<absent>");
+        EXPECT_EQ(store.setString("presetpath0", "/x/"), 0);
+        store.beginChanges();
+        EXPECT_EQ(store.setInteger("firstuse", 1), 0);
+        store.close();
+    }
+    EXPECT_EQ(presettest::readText(path), oversized);
+    ASSERT_EQ(messages.shown().size(), 1u) << "said once, not at every open";
+    EXPECT_NE(messages.shown()[0].find(path), std::string::npos);
+
+    // The start-up runs on its defaults and leaves the file alone too.
+    auto categories = MFPresetCategory::makeList();
+    const auto switches = MFSettingsStartup::run(store, product, categories, "/usr/lib/vst", "/d/");
+    EXPECT_EQ(switches.ignorePrgChange, 1);
+    EXPECT_EQ(switches.ccMapRecallIsolate, 0);
+    EXPECT_EQ(presettest::readText(path), oversized);
+
+    // Something other than a file where the file should be is no store either.
+    TempFolder other;
+    other.folder("Maple Forge/Cadenzoid/settings");
+    MFSettingsStore blocked(other.base());
+    ASSERT_TRUE(blocked.open(product));
+    EXPECT_EQ(blocked.setInteger("firstuse", 1), 0);
+    EXPECT_TRUE(presettest::isFolder(settingsFile(other)));
+
+    // A file the user may not read, in a folder where they could replace it.
+    TempFolder locked;
+    ::chmod(locked.base().c_str(), 0755);
+    ::chmod(locked.folder("Maple Forge").c_str(), 0777);
+    ::chmod(locked.folder("Maple Forge/Cadenzoid").c_str(), 0777);
+    presettest::writeText(settingsFile(locked), good);
+    ::chmod(settingsFile(locked).c_str(), 0);
+    const int refused = presettest::asUnprivilegedUser([&] {
+        MFSettingsStore user(locked.base());
+        if (!user.open(product))
+            return 2;
+        return user.setString("presetpath0", "/x/") == 0 ? 0 : 1;
+    });
+    EXPECT_EQ(refused, 0);
+    ::chmod(settingsFile(locked).c_str(), 0644);
+    EXPECT_EQ(presettest::readText(settingsFile(locked)), good);
+}
+
+// Whatever the writer accepts, the reader takes back: a change that would push the file
+// over the reader's cap is refused and changes nothing.
+TEST(SettingsStore, WriterStaysWithinWhatTheReaderTakes) {
+    TempFolder temp;
+    MFSettingsStore store(temp.base());
+    ASSERT_TRUE(store.open(product));
+    // Values that escape to twice their length: about 4 KB a line.
+    const std::string value(MFSettingsStore::valueBytes - 1, '\\');
+    int accepted = 0;
+    for (int i = 0; i < 200; ++i) {
+        const std::string name = "v" + std::to_string(i);
+        if (store.setString(name.c_str(), value.c_str()) == 0)
+            break;
+        ++accepted;
+    }
+    ASSERT_GT(accepted, 10);
+    ASSERT_LT(accepted, 200) << "the cap was never reached";
+    EXPECT_EQ(stringOf(store, ("v" + std::to_string(accepted)).c_str()), "<absent>");
+    store.close();
+
+    MFSettingsStore reader(temp.base());
+    ASSERT_TRUE(reader.open(product));
+    EXPECT_FALSE(reader.isReadOnly());
+    for (int i = 0; i < accepted; ++i)
+        ASSERT_EQ(stringOf(reader, ("v" + std::to_string(i)).c_str()), value) << i;
+    // A small change still fits.
+    EXPECT_EQ(reader.setInteger("firstuse", 1), 1);
+}
+
 TEST(SettingsStore, GlobalHelpersUseTheProductNameAndTheXdgConfigFolder) {
     TempFolder temp;
     ScopedEnv config("XDG_CONFIG_HOME", temp.base().c_str());
@@ -248,6 +355,37 @@ TEST_F(SettingsStartup, FirstStartWithoutContentPathUsesTheDataFolder) {
     EXPECT_EQ(integer("CC Map Recall isolate"), 0);
     // contentpath is the installer's to write, never ours.
     EXPECT_EQ(value("contentpath"), "<absent>");
+}
+
+// The first start sets some 35 values; each rewrite costs an fsync and a rename, so the
+// whole step must reach the disk as one replacement of the file.
+TEST_F(SettingsStartup, FirstStartWritesTheFileOnce) {
+    const std::string folder = temp.folder("Maple Forge/Cadenzoid");
+    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(watch, 0);
+    ASSERT_GE(::inotify_add_watch(watch, folder.c_str(), IN_MOVED_TO | IN_CLOSE_WRITE), 0);
+    start();
+    int replacements = 0, writes = 0;
+    alignas(inotify_event) char buffer[16384];
+    for (;;) {
+        const ssize_t got = ::read(watch, buffer, sizeof buffer);
+        if (got <= 0)
+            break;
+        for (ssize_t p = 0; p < got;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(buffer + p);
+            if ((event->mask & IN_MOVED_TO) && event->len &&
+                std::strcmp(event->name, "settings") == 0)
+                ++replacements;
+            if (event->mask & IN_CLOSE_WRITE)
+                ++writes;
+            p += ssize_t(sizeof(inotify_event) + event->len);
+        }
+    }
+    ::close(watch);
+    EXPECT_EQ(replacements, 1);
+    EXPECT_EQ(writes, 1);
+    EXPECT_EQ(value("presetpath0"), "/data/Maple Forge/Cadenzoid/Presets/");
+    EXPECT_EQ(integer("CC Map Recall isolate"), 0);
 }
 
 TEST_F(SettingsStartup, ContentPathGivesTheRootAndASecondStartChangesNothing) {

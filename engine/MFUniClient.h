@@ -137,6 +137,7 @@ public:
     // From the setting "ignorePrgChange"; accepting program changes starts their loader.
     void setIgnoreProgramChange(bool ignore);
     const MFProgramLoader& getProgramLoader() const { return programLoader; }
+    MFProgramLoader& getProgramLoader() { return programLoader; }
 
     // Re-derives everything that depends on the sample rate and resends all values.
     void applyAllParameters();

@@ -247,5 +247,8 @@ TEST(SequencerConcurrency, ProgramChangesLoadBesideTheMainThreadsLoads) {
     EXPECT_GT(s.blocks.load(), 10);
     EXPECT_GE(s.programRounds.load(), 1);
     EXPECT_GE(s.client->getProgramLoader().completed(), 1u);
+    // A change posted by the last blocks may still be loading: once the loader's thread
+    // has finished, no load may hold the handshake.
+    s.client->getProgramLoader().stop();
     EXPECT_FALSE(s.client->isLoading()) << "every load ends its handshake";
 }

@@ -45,8 +45,8 @@ void label(cairo_t* cr, const std::string& line, int x, int y, int width, int he
 // (73..90), the fourteen effect rows (92..343) and the table strip (345..396). The preset
 // bar (18..39) has a card of its own, the panel (405..518) and the output section beside it
 // too.
-void drawBackground(cairo_t* cr, const BitmapSpec& spec) {
-    fillRect(cr, 0, 0, spec.width, spec.height, Palette::ground);
+void drawBackground(cairo_t* cr, const BitmapEntry& entry) {
+    fillRect(cr, 0, 0, entry.width, entry.height, Palette::ground);
 
     // Preset bar, with the name of the instrument at its right end.
     plate(cr, 6, 12, 758, 33);
@@ -91,9 +91,9 @@ void drawBackground(cairo_t* cr, const BitmapSpec& spec) {
     well(cr, 750, 412, 10, 106);
 }
 
-void drawAboutPanel(cairo_t* cr, const BitmapSpec& spec) {
-    const int w = spec.width;
-    const int h = spec.height;
+void drawAboutPanel(cairo_t* cr, const BitmapEntry& entry) {
+    const int w = entry.width;
+    const int h = entry.height;
     plate(cr, 0, 0, w, h);
     fillRect(cr, 0, 0, w, 1, Palette::textFaint);
     fillRect(cr, 0, h - 1, w, 1, Palette::wellEdge);
@@ -126,11 +126,11 @@ void drawAboutPanel(cairo_t* cr, const BitmapSpec& spec) {
 
 // An effect's panel: its name in its hue, a caption over each knob of the knob table, the
 // lane's attack and release, and what the few special panels add.
-void drawPanel(cairo_t* cr, const BitmapSpec& spec) {
-    const int w = spec.width;
-    const int h = spec.height;
-    const EffectArt& art = effectArt()[spec.effect];
-    const Rgb hue = Palette::effectHue(spec.effect);
+void drawPanel(cairo_t* cr, const BitmapEntry& entry) {
+    const int w = entry.width;
+    const int h = entry.height;
+    const EffectArt& art = effectArt()[entry.effect];
+    const Rgb hue = Palette::effectHue(entry.effect);
     plate(cr, 0, 0, w, h);
 
     const std::string title = upper(art.name);
@@ -178,11 +178,11 @@ void drawPanel(cairo_t* cr, const BitmapSpec& spec) {
 // caption, and a tone arm. The knob covers the middle with its own square, so the middle is
 // the card's colour. The picture also carries what of the panel it covers: the caption and
 // the engraved line under the title.
-void drawVinylPicture(cairo_t* cr, const BitmapSpec& spec) {
+void drawVinylPicture(cairo_t* cr, const BitmapEntry& entry) {
     constexpr int left = 128; // the picture's place in the window
     constexpr int top = 432;
-    fillRect(cr, 0, 0, spec.width, spec.height, Palette::plate);
-    engraveHorizontal(cr, 0, 28 - (top - panelTop), spec.width);
+    fillRect(cr, 0, 0, entry.width, entry.height, Palette::plate);
+    engraveHorizontal(cr, 0, 28 - (top - panelTop), entry.width);
     caption(cr, "DEPTH", 165 - left, 36 - (top - panelTop));
     const double cx = 165 - left; // the knob's centre in the window: 145 + 20, 453 + 20
     const double cy = 473 - top;
@@ -201,7 +201,7 @@ void drawVinylPicture(cairo_t* cr, const BitmapSpec& spec) {
         cairo_stroke(cr);
     }
     cairo_set_line_width(cr, 1.6);
-    setColour(cr, mix(Palette::effectHue(spec.effect >= 0 ? spec.effect : 5), Palette::plate, 0.3));
+    setColour(cr, mix(Palette::effectHue(entry.effect >= 0 ? entry.effect : 5), Palette::plate, 0.3));
     cairo_arc(cr, cx, cy, radius, 150.0 * M_PI / 180.0, 195.0 * M_PI / 180.0);
     cairo_stroke(cr);
     // Tone arm: pivot at the top right, resting across the rim.
@@ -218,9 +218,9 @@ void drawVinylPicture(cairo_t* cr, const BitmapSpec& spec) {
 }
 
 // The step tables' field: a line at each step, brighter at each beat, and quarter levels.
-void drawTableBackground(cairo_t* cr, const BitmapSpec& spec) {
-    const int w = spec.width;
-    const int h = spec.height;
+void drawTableBackground(cairo_t* cr, const BitmapEntry& entry) {
+    const int w = entry.width;
+    const int h = entry.height;
     well(cr, 0, 0, w, h);
     for (int quarter = 1; quarter < 4; ++quarter) {
         const int y = h - 1 - (quarter * (h - 2) + 2) / 4;

@@ -7,52 +7,52 @@
 
 namespace {
 
-BitmapSpec bitmap(int id, int width, int height, Family family, int frames = 1) {
-    BitmapSpec spec;
-    spec.id = id;
-    spec.width = width;
-    spec.height = height;
-    spec.family = family;
-    spec.frames = frames;
-    return spec;
+BitmapEntry bitmap(int id, int width, int height, Family family, int frames = 1) {
+    BitmapEntry entry;
+    entry.id = id;
+    entry.width = width;
+    entry.height = height;
+    entry.family = family;
+    entry.frames = frames;
+    return entry;
 }
 
-BitmapSpec labelButton(int id, int width, int height, ButtonKind kind,
+BitmapEntry labelButton(int id, int width, int height, ButtonKind kind,
                        std::vector<std::string> labels) {
-    BitmapSpec spec = bitmap(id, width, height, Family::labelButton, 2);
-    spec.button = kind;
-    spec.labels = std::move(labels);
-    return spec;
+    BitmapEntry entry = bitmap(id, width, height, Family::labelButton, 2);
+    entry.button = kind;
+    entry.labels = std::move(labels);
+    return entry;
 }
 
-BitmapSpec iconButton(int id, int width, int height, ButtonKind kind, Icon icon,
+BitmapEntry iconButton(int id, int width, int height, ButtonKind kind, Icon icon,
                       Family family = Family::iconButton) {
-    BitmapSpec spec = bitmap(id, width, height, family, 2);
-    spec.button = kind;
-    spec.icon = icon;
-    return spec;
+    BitmapEntry entry = bitmap(id, width, height, family, 2);
+    entry.button = kind;
+    entry.icon = icon;
+    return entry;
 }
 
-BitmapSpec strip(int id, int width, int lineHeight, Family family, std::vector<std::string> lines) {
+BitmapEntry strip(int id, int width, int lineHeight, Family family, std::vector<std::string> lines) {
     const int count = static_cast<int>(lines.size());
-    BitmapSpec spec = bitmap(id, width, lineHeight * count, family, count);
-    spec.labels = std::move(lines);
-    return spec;
+    BitmapEntry entry = bitmap(id, width, lineHeight * count, family, count);
+    entry.labels = std::move(lines);
+    return entry;
 }
 
-BitmapSpec menu(int id, int width, std::vector<std::string> lines, bool highlight,
+BitmapEntry menu(int id, int width, std::vector<std::string> lines, bool highlight,
                 int effect = -1) {
     const int count = static_cast<int>(lines.size());
-    BitmapSpec spec = bitmap(id, width, 15 * count, Family::menuList, count);
-    spec.labels = std::move(lines);
-    spec.highlight = highlight;
-    spec.effect = effect;
-    return spec;
+    BitmapEntry entry = bitmap(id, width, 15 * count, Family::menuList, count);
+    entry.labels = std::move(lines);
+    entry.highlight = highlight;
+    entry.effect = effect;
+    return entry;
 }
 
-BitmapSpec forEffect(BitmapSpec spec, int effect) {
-    spec.effect = effect;
-    return spec;
+BitmapEntry forEffect(BitmapEntry entry, int effect) {
+    entry.effect = effect;
+    return entry;
 }
 
 // Pictures show the division names with one plain slash: the effects' text names keep
@@ -84,9 +84,9 @@ const std::vector<std::string> patternNames = {"C",  "C#", "D",  "D#", "E",  "F"
 
 } // namespace
 
-std::vector<BitmapSpec> skinTable() {
-    std::vector<BitmapSpec> table;
-    auto add = [&table](BitmapSpec spec) { table.push_back(std::move(spec)); };
+std::vector<BitmapEntry> skinTable() {
+    std::vector<BitmapEntry> table;
+    auto add = [&table](BitmapEntry entry) { table.push_back(std::move(entry)); };
 
     add(bitmap(1000, 770, 525, Family::background));
     add(labelButton(1001, 50, 38, ButtonKind::momentary, {"ABOUT"}));
@@ -119,12 +119,12 @@ std::vector<BitmapSpec> skinTable() {
     add(labelButton(1082, 41, 34, ButtonKind::lampSwitch, {"OFF", "ON"}));
     add(labelButton(1083, 61, 32, ButtonKind::toggle, {"OFF", "ON"}));
     add(iconButton(1084, 18, 30, ButtonKind::momentary, Icon::paste));
-    BitmapSpec marker = bitmap(1085, 15, 14, Family::pageMarker);
+    BitmapEntry marker = bitmap(1085, 15, 14, Family::pageMarker);
     marker.keyed = true;
     add(marker);
     add(iconButton(1086, 17, 38, ButtonKind::momentary, Icon::next));
     add(iconButton(1087, 17, 38, ButtonKind::momentary, Icon::previous));
-    BitmapSpec playhead = bitmap(1088, 18, 330, Family::playhead);
+    BitmapEntry playhead = bitmap(1088, 18, 330, Family::playhead);
     playhead.keyed = true;
     add(playhead);
     add(iconButton(1089, 17, 34, ButtonKind::toggle, Icon::record));
@@ -177,15 +177,15 @@ std::vector<BitmapSpec> skinTable() {
     add(bitmap(loopbarSprite, 18, 17 * 8, Family::laneSprite, 8));
 
     std::sort(table.begin(), table.end(),
-              [](const BitmapSpec& a, const BitmapSpec& b) { return a.id < b.id; });
+              [](const BitmapEntry& a, const BitmapEntry& b) { return a.id < b.id; });
     int expected = firstBitmapId;
-    for (const BitmapSpec& spec : table) {
-        if (spec.id != expected)
+    for (const BitmapEntry& entry : table) {
+        if (entry.id != expected)
             throw std::logic_error("skin table: expected id " + std::to_string(expected) +
-                                   ", found " + std::to_string(spec.id));
-        if (spec.height % spec.frames != 0)
+                                   ", found " + std::to_string(entry.id));
+        if (entry.height % entry.frames != 0)
             throw std::logic_error("skin table: frames do not divide the height of " +
-                                   std::to_string(spec.id));
+                                   std::to_string(entry.id));
         ++expected;
     }
     if (expected != lastBitmapId + 1)

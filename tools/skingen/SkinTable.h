@@ -46,7 +46,7 @@ enum class ButtonKind {
 
 enum class Icon { none, clear, power, record, random, copy, paste, next, previous };
 
-struct BitmapSpec {
+struct BitmapEntry {
     int id = 0;
     int width = 0;
     int height = 0;
@@ -67,4 +67,4 @@ constexpr int firstBitmapId = 1000;
 constexpr int lastBitmapId = 1188;
 
 // Every bitmap, sorted by id. Throws if the table does not cover 1000..1188 exactly once.
-std::vector<BitmapSpec> skinTable();
+std::vector<BitmapEntry> skinTable();

@@ -7,7 +7,7 @@
 #include <vector>
 
 struct DrawnBitmap {
-    const BitmapSpec* spec;
+    const BitmapEntry* entry;
     cairo_surface_t* surface;
     std::vector<unsigned char> png;
 };

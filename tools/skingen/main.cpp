@@ -87,26 +87,26 @@ int main(int argc, char** argv) {
         return crop(argv[2], argv[3], argv[4]);
     try {
         const Options options = parse(argc, argv);
-        const std::vector<BitmapSpec> table = skinTable();
+        const std::vector<BitmapEntry> table = skinTable();
         std::vector<DrawnBitmap> drawn;
         drawn.reserve(table.size());
-        for (const BitmapSpec& spec : table) {
+        for (const BitmapEntry& entry : table) {
             // Opaque 24-bit pictures: transparency, where a bitmap has any, is the key colour.
             cairo_surface_t* surface =
-                cairo_image_surface_create(CAIRO_FORMAT_RGB24, spec.width, spec.height);
+                cairo_image_surface_create(CAIRO_FORMAT_RGB24, entry.width, entry.height);
             cairo_t* cr = cairo_create(surface);
-            drawBitmap(cr, spec);
+            drawBitmap(cr, entry);
             const cairo_status_t status = cairo_status(cr);
             cairo_destroy(cr);
             if (status != CAIRO_STATUS_SUCCESS)
-                throw std::runtime_error("drawing bitmap " + std::to_string(spec.id) + ": " +
+                throw std::runtime_error("drawing bitmap " + std::to_string(entry.id) + ": " +
                                          cairo_status_to_string(status));
             cairo_surface_flush(surface);
-            drawn.push_back({&spec, surface, encodePng(surface)});
+            drawn.push_back({&entry, surface, encodePng(surface)});
         }
         if (!options.pngDir.empty())
             for (const DrawnBitmap& bitmap : drawn)
-                writeFile(options.pngDir + "/" + std::to_string(bitmap.spec->id) + ".png",
+                writeFile(options.pngDir + "/" + std::to_string(bitmap.entry->id) + ".png",
                           bitmap.png);
         if (!options.embed.empty())
             writeEmbeddedSource(options.embed, drawn);

@@ -94,6 +94,12 @@ public:
     virtual void setViewSizeAndMouseableArea(const CRect& rect);
     // Only the controls that offer MIDI learn keep it.
     virtual void setLearnMenu(MFControl*) {}
+    // The popup that offers MIDI learn remembers which control, and which step of it,
+    // opened it; other controls have nothing to remember.
+    virtual void setLearnTag(int32_t) {}
+    virtual void setLearnSubIndex(int32_t) {}
+    virtual int32_t getLearnTag() const { return -1; }
+    virtual int32_t getLearnSubIndex() const { return 0; }
     // Controls shown (or hidden) while the mouse hovers over this one.
     void addHoverShow(MFControl* view) { hoverShow.push_back(view); }
     void addHoverHide(MFControl* view) { hoverHide.push_back(view); }

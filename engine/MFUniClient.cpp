@@ -497,24 +497,37 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
     const float* inRight = inputs[1];
     {
         MFRoundingGuard truncation;
-        for (int32_t i = 0; i < frames; ++i) {
-            // A bad host sample must not settle in the level follower or the output filter.
-            const float left = mfdsp::finiteInput(inLeft[i]);
-            const float right = mfdsp::finiteInput(inRight[i]);
-            if (context.controlBlockCounter == tickPeriod)
+        // Runs of samples between ticks: the samples of a run only feed the work rows, the
+        // level follower and the position, each in a loop of its own that the compiler can
+        // keep in registers or vectorise.
+        int32_t i = 0;
+        while (i < frames) {
+            if (context.controlBlockCounter >= tickPeriod)
                 runTick(i);
-            // Outputs are cleared only after the input sample was read: hosts may run in place.
-            blockOutLeft[i] = 0.0f;
-            blockOutRight[i] = 0.0f;
-            workLeft[0][pendingCount] = left;
-            workRight[0][pendingCount] = right;
-            follower.feed(left > right ? left : right);
-            workLeft[1][pendingCount] = left;
-            workRight[1][pendingCount] = right;
-            const bool jumped = transport.advance(blockTiming);
-            ++context.controlBlockCounter;
-            ++pendingCount;
-            denormalOffset = -denormalOffset;
+            const int32_t room = tickPeriod - context.controlBlockCounter;
+            bool jumped = false;
+            // A jump ends the run after its sample: the next tick comes at once.
+            const int32_t n = transport.advanceRun(blockTiming, std::min(room, frames - i), jumped);
+            float* const rowLeft = workLeft[0] + pendingCount;
+            float* const rowRight = workRight[0] + pendingCount;
+            float* const dryLeft = workLeft[1] + pendingCount;
+            float* const dryRight = workRight[1] + pendingCount;
+            for (int32_t k = 0; k < n; ++k) {
+                // A bad host sample must not settle in the level follower or the output filter.
+                const float left = mfdsp::finiteInput(inLeft[i + k]);
+                const float right = mfdsp::finiteInput(inRight[i + k]);
+                rowLeft[k] = left;
+                rowRight[k] = right;
+                dryLeft[k] = left;
+                dryRight[k] = right;
+            }
+            // Outputs are cleared only after the input was read: hosts may run in place.
+            std::fill_n(blockOutLeft + i, n, 0.0f);
+            std::fill_n(blockOutRight + i, n, 0.0f);
+            follower.feedRun(rowLeft, rowRight, n);
+            context.controlBlockCounter += n;
+            pendingCount += n;
+            i += n;
             if (jumped)
                 restartAtNextSample();
         }

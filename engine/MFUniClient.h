@@ -299,7 +299,6 @@ private:
     MFRelaxed<float> peakRight = 0.0f;
     MFRelaxed<float> wetGain = 1.0f;
     MFRelaxed<float> dryGain = 0.0f;
-    float denormalOffset = 1e-8f;
     float velocityOffsets[3] = {1.2e-06f, 2.4e-06f, 3.6e-06f};
     int32_t velocityOffsetIndex = 0;
     float noiseTable[noiseTableSize];

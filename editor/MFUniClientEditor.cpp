@@ -98,6 +98,10 @@ void MFUniClientEditor::close() {
 void MFUniClientEditor::idle() {
     if (!opened || idling)
         return;
+    // A MIDI program change loading on its own thread replaces the zones and tables this
+    // pass would read: its events and drawing wait for the next idle.
+    if (!plugin.enterEditorPass())
+        return;
     idling = true;
     if (window.isOpen())
         window.pump();
@@ -116,6 +120,7 @@ void MFUniClientEditor::idle() {
         frame->idle();
     }
     idling = false;
+    plugin.leaveEditorPass();
     if (windowLost || closePending)
         close();
 }

@@ -593,6 +593,15 @@ void MFUniClient::programChange(int32_t number) {
 }
 
 void MFUniClient::loadProgramChange(int32_t number) {
+    // The editor's pass under way ends first; the next one stays out until the load is
+    // done and redraws what it replaced. The state lock comes after: a pass may take it.
+    loaderInside.store(true, std::memory_order_seq_cst);
+    struct LoaderLeaves {
+        std::atomic<bool>& flag;
+        ~LoaderLeaves() { flag.store(false, std::memory_order_seq_cst); }
+    } leaves{loaderInside};
+    while (editorInside.load(std::memory_order_seq_cst))
+        editorInside.wait(true, std::memory_order_seq_cst);
     std::lock_guard<std::recursive_mutex> lock(stateLock);
     MFChunk* preset = presetLibrary.midiProgram(number);
     if (!preset)

@@ -33,6 +33,7 @@
 #include "presets/MFSettingsStore.h"
 #include "vst/AudioEffectX.h"
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -152,11 +153,22 @@ public:
     void endStructureChange() override { handshake.release(); }
     // Whether the audio thread is silenced for a structure change or a load.
     bool isLoading() const { return handshake.held(); }
-    // Held by the editor while it changes zones or tables: a MIDI program change loads on
-    // its own thread and rebuilds them, and must wait for the edit to end. Never taken
-    // on the audio thread.
-    std::unique_lock<std::recursive_mutex> editLock() {
-        return std::unique_lock<std::recursive_mutex>(stateLock);
+    // The editor's pass (its events, edits and drawing) and a MIDI program change's load
+    // on the loader's thread keep out of each other without a lock. The editor never
+    // waits: while a load runs enterEditorPass says no, and the editor leaves its events
+    // for the next idle. A load waits for a pass under way to end, which takes a few
+    // milliseconds at most.
+    bool enterEditorPass() {
+        editorInside.store(true, std::memory_order_seq_cst);
+        if (loaderInside.load(std::memory_order_seq_cst)) {
+            leaveEditorPass();
+            return false;
+        }
+        return true;
+    }
+    void leaveEditorPass() {
+        editorInside.store(false, std::memory_order_seq_cst);
+        editorInside.notify_all();
     }
 
     // Read-only views for the editor, the tests and the renderer.
@@ -378,6 +390,10 @@ private:
     // Serialises the threads that read or replace the state, the library and the names:
     // the host's and the editor's, and the program-change loader. Never the audio thread.
     std::recursive_mutex stateLock;
+    // The two sides of the editor's pass against the loader's load: each raises its own
+    // flag, then looks at the other's (sequentially consistent, so both cannot pass).
+    std::atomic<bool> editorInside{false};
+    std::atomic<bool> loaderInside{false};
     // Last, so that it is gone before anything its thread could reach.
     MFProgramLoader programLoader{*this};
 };

@@ -181,7 +181,7 @@ void MFUniClient::readSettings() {
 }
 
 void MFUniClient::setIgnoreProgramChange(bool ignore) {
-    // The loader's thread exists only once program changes are accepted.
+    // Program changes are dropped when the system would not give the loader a thread.
     if (!ignore && !programLoader.start())
         ignore = true;
     ignoreProgramChange = ignore ? 1 : 0;
@@ -278,6 +278,9 @@ void MFUniClient::resume() {
     dcLeftX = dcLeftY = dcRightX = dcRightY = 0.0f;
     // Audio starts again from nothing: no fade from an old level.
     masterGain = masterTarget = masterLevel;
+    // The pattern buttons pressed on the audio thread need the loader's thread as well as
+    // the program changes do.
+    programLoader.start();
 }
 
 void MFUniClient::setSampleRate(float rate) {
@@ -483,6 +486,8 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
             std::memset(outputs[1], 0, sizeof(float) * std::size_t(frames > 0 ? frames : 0));
         return;
     }
+    audioThread.store(pthread_self(), std::memory_order_relaxed);
+    audioThreadKnown.store(true, std::memory_order_release);
     // Buffers asked for more room inside the block are grown by the grower's thread.
     MFBufferGrower::AudioBlock audioBlock(context.bufferGrower);
 
@@ -609,6 +614,27 @@ void MFUniClient::loadProgramChange(int32_t number) {
     preset->position = 0;
     if (readState(*preset, 0, false, true, false))
         presetNames[0] = preset->name;
+}
+
+void MFUniClient::runActions(uint32_t actions) {
+    // Kept apart from the editor's pass and the main thread's loads, as a load is.
+    loaderInside.store(true, std::memory_order_seq_cst);
+    struct LoaderLeaves {
+        std::atomic<bool>& flag;
+        ~LoaderLeaves() { flag.store(false, std::memory_order_seq_cst); }
+    } leaves{loaderInside};
+    while (editorInside.load(std::memory_order_seq_cst))
+        editorInside.wait(true, std::memory_order_seq_cst);
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
+    runActionsHere(actions);
+}
+
+void MFUniClient::runOrPost(uint32_t actions) {
+    // Dropped when the loader cannot run: the audio thread never builds zones.
+    if (onAudioThread())
+        programLoader.requestActions(actions);
+    else
+        runActionsHere(actions);
 }
 
 // --- state and chunks ----------------------------------------------------------------------

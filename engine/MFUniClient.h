@@ -36,6 +36,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <pthread.h>
 #include <string>
 #include <vector>
 
@@ -232,6 +233,15 @@ protected:
     void finishLoad() override;
     // MFProgramLoader::Target: a MIDI program change, on the loader's thread.
     void loadProgramChange(int32_t number) override;
+    // MFProgramLoader::Target: pattern buttons pressed on the audio thread.
+    void runActions(uint32_t actions) override;
+
+    // The pattern buttons' actions, as bits for the loader.
+    static constexpr uint32_t actionInit = 1u << 0;
+    static constexpr uint32_t actionCopy = 1u << 1;
+    static constexpr uint32_t actionPaste = 1u << 2;
+    static constexpr uint32_t actionChaos = 1u << 3;
+    static constexpr int32_t firstLaneInitBit = 8; // lane n's init is bit 8 + n
 
 private:
     // Second half of construction: records wired, lanes and tables prepared.
@@ -258,6 +268,14 @@ private:
     void sendStretchSpeed();
     void resendAllParameters();
     template <class Action> void forEditGroup(Action&& action);
+    // The buttons' actions build and free zones: on the audio thread (a learned
+    // controller, the host's automation) they go to the loader's thread instead.
+    void runOrPost(uint32_t actions);
+    void runActionsHere(uint32_t actions);
+    bool onAudioThread() const {
+        return audioThreadKnown.load(std::memory_order_acquire) &&
+               pthread_equal(pthread_self(), audioThread.load(std::memory_order_relaxed));
+    }
 
     // Per-lane state fed by the fan-out (MFUniClientTick.cpp).
     void setLaneBypass(int32_t lane, float on);
@@ -393,6 +411,9 @@ private:
     // The two sides of the editor's pass against the loader's load: each raises its own
     // flag, then looks at the other's (sequentially consistent, so both cannot pass).
     std::atomic<bool> editorInside{false};
+    // The thread that runs the blocks, as last seen by processReplacing.
+    std::atomic<pthread_t> audioThread{};
+    std::atomic<bool> audioThreadKnown{false};
     std::atomic<bool> loaderInside{false};
     // Last, so that it is gone before anything its thread could reach.
     MFProgramLoader programLoader{*this};

@@ -2,91 +2,29 @@
 // stay ended, the level lines, the Filter lane's sources, the Stutter at a zone's end,
 // effects left idle by closed lanes, and zone edges without clicks.
 
-#include "engine/MFUniClient.h"
-#include "pattern/MFZone.h"
-#include "support/FakeHost.h"
+#include "engine/EngineRig.h"
 #include "support/SignalMeasure.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <string>
 #include <vector>
-
-using namespace vst;
 
 namespace {
 
 constexpr float rate = 48000.0f;
 constexpr int64_t stepSamples = 6000; // a sixteenth at 120 bpm and 48 kHz
-constexpr float sixteenths = 0.15f;   // "Tempo" raw value for four steps per beat
 
-// Runs a hook after every tick's work, with the tick's absolute sample.
-class HookedClient : public MFUniClient {
-public:
-    explicit HookedClient(HostCallback host) : MFUniClient(host) {}
-    void runTick(int32_t i) override {
-        MFUniClient::runTick(i);
-        if (afterTick)
-            afterTick(blockStart + i);
-    }
-    std::function<void(int64_t)> afterTick;
-    int64_t blockStart = 0;
-};
-
-// The plug-in on a playing host at 120 bpm, sixteenth steps, unity master gain, every
-// lane empty until painted.
-class LaneRig {
-public:
-    LaneRig() {
-        client = new HookedClient(FakeHost::callback());
-        host.attach(client);
-        client->setSampleRate(rate);
-        client->setParameter(1, 0.5f); // "masterlevel": unity
-        client->resume();
-        host.setPlaying(0.0, 120.0);
-        client->setParameter(499, sixteenths);
-        client->setParameter(501, 0.0f); // position by the host's song position
-    }
-
-    void paint(int32_t lane, int32_t first, int32_t last) {
-        MFFloatZoneHandler* handler = client->getLane(lane).zones.handler(0);
-        MFZone* zone = handler->createZone(0);
-        zone->start = first;
-        zone->end = last;
-        ASSERT_TRUE(handler->addZone(zone));
-    }
-
-    // Runs frames of input(sample) on both channels in host blocks of `block`, and keeps
-    // the output.
-    void run(int64_t frames, const std::function<float(int64_t)>& input, int block = 256) {
-        const std::size_t size = std::size_t(block);
-        std::vector<float> l(size), r(size), ol(size), orr(size);
-        for (int64_t done = 0; done < frames;) {
-            const int n = int(std::min<int64_t>(block, frames - done));
-            for (int k = 0; k < n; ++k)
-                l[std::size_t(k)] = r[std::size_t(k)] = input(client->blockStart + k);
-            float* in[2] = {l.data(), r.data()};
-            float* out[2] = {ol.data(), orr.data()};
-            client->processReplacing(in, out, n);
-            outLeft.insert(outLeft.end(), ol.begin(), ol.begin() + n);
-            outRight.insert(outRight.end(), orr.begin(), orr.begin() + n);
-            client->blockStart += n;
-            host.advance(n, rate);
-            done += n;
-        }
-    }
-
+// The plug-in at 48 kHz on a playing host at 120 bpm, sixteenth steps, unity master gain,
+// every lane empty until painted.
+struct LaneRig : EngineRig {
+    LaneRig() : EngineRig(48000.0f) { sixteenths(); }
     double rmsDb(int64_t from, int64_t to) const {
         const double level = signal::rms(&outLeft[std::size_t(from)], std::size_t(to - from));
         return 20.0 * std::log10(level + 1e-30);
     }
-
-    FakeHost host;
-    HookedClient* client;
-    std::vector<float> outLeft, outRight;
 };
 
 float noiseAt(int64_t sample) {

@@ -111,31 +111,6 @@ TEST_F(MidiInputTest, OneVoiceNoteStackFollowsTheLastNote) {
     EXPECT_EQ(input.noteReleased(), 1.0f);
 }
 
-// The pitch class chooses the pattern, whatever the octave.
-TEST_F(MidiInputTest, KeyIsThePitchClassOfTheLastNote) {
-    const int32_t cases[][2] = {{60, 0}, {72, 0}, {61, 1}, {0, 0}, {11, 11}, {127, 7}};
-    for (const auto& c : cases) {
-        send(0x90, uint8_t(c[0]), 100);
-        EXPECT_EQ(client.notes.back().key, c[1]) << "note " << c[0];
-        send(0x80, uint8_t(c[0]), 0);
-        EXPECT_EQ(client.notes.back().key, c[1]) << "a release keeps the key";
-    }
-}
-
-// Equal velocities get the rotating offsets 1.2e-6, 2.4e-6, 3.6e-6 and then none, so that
-// consecutive notes differ; the offsets are far below one velocity step (1/128).
-TEST_F(MidiInputTest, RepeatedEqualVelocitiesDifferByTheRotatingOffsets) {
-    const float offsets[] = {1.2e-6f, 2.4e-6f, 3.6e-6f, 0.0f, 1.2e-6f};
-    float previous = -1.0f;
-    for (float offset : offsets) {
-        send(0x90, 60, 64);
-        const float v = input.lastVelocity();
-        EXPECT_NEAR(v, 0.5f + offset, 1e-7f);
-        EXPECT_NE(v, previous);
-        previous = v;
-    }
-}
-
 TEST_F(MidiInputTest, ControllerOneTwoThreeEndsNotesOnlyOnTheFirstChannel) {
     ASSERT_TRUE(input.assignByMenuPlace(300, 0, 123));
     send(0x90, 60, 100);
@@ -289,16 +264,11 @@ TEST_F(MidiInputTest, IgnoresForeignEventsAndMalformedBytes) {
     EXPECT_EQ(input.controllerValue(127), 1.0f);
 }
 
+// The names skip controller 118: the table's place 118 names controller 119.
 TEST(ControllerNames, TableKeepsItsGapAfterControllerOneSeventeen) {
-    EXPECT_EQ(MFControllerNames::count, 127);
     const std::pair<int32_t, const char*> cases[] = {
-        {0, "Banksel"},  {3, "#3"},       {35, "FootLSB"},       {40, "#40"},
-        {84, "Porta "},  {117, "#117"},   {118, "#119"},         {119, "AllSound off"},
-        {120, "Reset "}, {121, "Local "}, {122, "AllNotes off"}, {126, "Poly ON"}};
+        {0, "Banksel"},   {117, "#117"}, {118, "#119"}, {119, "AllSound off"},
+        {126, "Poly ON"}, {127, ""},     {-1, ""}};
     for (const auto& [index, name] : cases)
         EXPECT_STREQ(MFControllerNames::controllerName(index), name) << "index " << index;
-    for (int32_t i = 0; i < MFControllerNames::count; ++i)
-        EXPECT_GT(std::strlen(MFControllerNames::controllerName(i)), 0u) << "index " << i;
-    EXPECT_STREQ(MFControllerNames::controllerName(127), "");
-    EXPECT_STREQ(MFControllerNames::controllerName(-1), "");
 }

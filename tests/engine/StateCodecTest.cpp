@@ -431,9 +431,12 @@ std::string writeStateFile(MFUniClient& c, const std::string& path) {
     return path;
 }
 
-TEST_F(StateTest, HostRecallRestoresProgramAndFolderButAPresetFileDoesNot) {
+// A preset file leaves program and folder to the library and ignores a record kept on
+// presets (reset to its default like the rest of the category); a host recall restores all.
+TEST_F(StateTest, HostRecallRestoresProgramFolderAndKeptRecordsButAPresetFileDoesNot) {
     Instance a;
     a->setParameter(loopSizeTag, 0.3f);
+    a->setParameter(scratchMixTag, 0.25f);
     MFPresetHost& host = *a;
     host.setFolderIndex(2);
     host.setCurrentProgram(5);
@@ -441,33 +444,20 @@ TEST_F(StateTest, HostRecallRestoresProgramAndFolderButAPresetFileDoesNot) {
     const std::string file = writeStateFile(*a, home.folder("saved") + "State.cdz");
 
     Instance b;
+    MFParameterRecord* kept = b->getRegistry().byTag(loopSizeTag);
+    kept->keepOnPreset = 1;
+    b->setParameter(loopSizeTag, 0.9f);
     ASSERT_TRUE(b->getPresetManager().loadPreset(file.c_str(), 0));
-    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), 0.3f);
+    EXPECT_EQ(b->getRegistry().rawValue(scratchMixTag), 0.25f);
+    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), kept->defaultValue);
     EXPECT_EQ(b->getFolderIndex(), 0);
     EXPECT_EQ(b->getProgram(), 0);
     EXPECT_EQ(b->getPresetNames()[0], "State");
 
     setChunk(*b, bytes);
+    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), 0.3f);
     EXPECT_EQ(b->getFolderIndex(), 2);
     EXPECT_EQ(b->getProgram(), 5);
-}
-
-TEST_F(StateTest, KeptRecordIgnoresAPresetButNotTheHostsRecall) {
-    Instance a;
-    a->setParameter(loopSizeTag, 0.3f);
-    const std::vector<uint32_t> bytes = chunkOf(*a);
-
-    Instance b;
-    MFParameterRecord* kept = b->getRegistry().byTag(loopSizeTag);
-    kept->keepOnPreset = 1;
-    b->setParameter(loopSizeTag, 0.9f);
-    MFChunk preset;
-    preset.attachCopy(bytes.data(), bytes.size() * 4);
-    ASSERT_TRUE(b->readState(preset, 0, false, true, false));
-    // Reset to the default like every record of the category; the stored value is ignored.
-    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), kept->defaultValue);
-    setChunk(*b, bytes);
-    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), 0.3f);
 }
 
 // A preset load replaces the learned controllers unless "CC Map Recall isolate" is on.

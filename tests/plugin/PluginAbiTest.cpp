@@ -199,4 +199,41 @@ TEST(PluginHostLibrary, DrivesAnyEffectOnTheInterface) {
     EXPECT_NE(missing.lastError().find("cannot load"), std::string::npos);
 }
 
+TEST(PluginHostLibrary, SendsMidiWithSampleOffsetsAndReportsItsTransport) {
+    PluginHost host;
+    ASSERT_TRUE(host.load(HOST_PROBE_PATH)) << host.lastError();
+    host.start(44100.0f, 256);
+    host.setBlockSize(256);
+    host.transport().tempo = 140.0;
+    host.transport().cycleActive = true;
+    host.transport().cycleStart = 0.0;
+    host.transport().cycleEnd = 1.0;
+    host.queueMidi({1000, {0x90, 60, 100}}); // block 3 (768..1023), offset 232
+    host.queueMidi({300, {0xB0, 7, 64}});    // block 1 (256..511), offset 44
+    std::vector<float> l(1024), r(1024), ol(1024), orr(1024);
+
+    host.process(l.data(), r.data(), ol.data(), orr.data(), 512);
+    EXPECT_EQ(host.getParameter(0), 1.0f);
+    EXPECT_EQ(host.getParameter(1), 44.0f);
+    EXPECT_EQ(host.getParameter(2), float(0xB0));
+
+    host.process(l.data(), r.data(), ol.data(), orr.data(), 512);
+    EXPECT_EQ(host.getParameter(0), 2.0f);
+    EXPECT_EQ(host.getParameter(1), 232.0f);
+    EXPECT_EQ(host.getParameter(3), 60.0f);
+
+    // The last block started at frame 768: 768 / (44100 * 60 / 140) quarters in.
+    EXPECT_NEAR(host.getParameter(4), 768.0 * 140.0 / (60.0 * 44100.0), 1e-6);
+    EXPECT_EQ(host.getParameter(5), 140.0f);
+    EXPECT_EQ(host.getParameter(6), 1.0f);
+    EXPECT_EQ(host.getParameter(7), 1.0f);
+
+    // The host's loop takes the position back past its end: 2 s at 140 bpm is 4.67 quarters.
+    std::vector<float> longer(88200);
+    std::vector<float> out(88200);
+    host.process(longer.data(), longer.data(), out.data(), out.data(), 88200);
+    EXPECT_LT(host.transport().ppqPosition, 1.0);
+    EXPECT_GE(host.transport().ppqPosition, 0.0);
+}
+
 } // namespace

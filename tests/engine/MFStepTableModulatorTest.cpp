@@ -214,6 +214,16 @@ TEST(StepTableModulator, RecordingWritesTheHeldKnobIntoTheDisplayedTableOncePerS
     EXPECT_EQ(r.take(), (Calls{{reverbRoom, 0.7f}}));
     r.tick(6.0f);
     EXPECT_EQ(r.take(), (Calls{{reverbRoom, 0.9f}}));
+
+    // Table A on display: the same hold records into A, not B.
+    r.mod->setTableSwitch(0.0f);
+    r.mod->setRecord(1.0f);
+    r.values[reverbMix].raw = 0.375f;
+    r.values[reverbMix].touch = 1.0f;
+    r.mod->refreshRecordState();
+    r.tick(9.0f);
+    EXPECT_EQ(r.a.rawAt(9, 3), 0.375f);
+    EXPECT_EQ(r.b.rawAt(9, 3), 0.5f);
 }
 
 TEST(StepTableModulator, DamagedTableValuesNeverReachAKnob) {

@@ -76,11 +76,33 @@ TEST(FileDialog, ZenityGetsAnArgumentVectorAndItsAnswerIsThePath) {
         dialog.run(MFFileDialog::Mode::open, "Choose a file to load", folder, presetType, chosen),
         MFFileDialog::Result::cancelled);
     EXPECT_EQ(chosen, "");
+    // A tool that fails in another way means there is no dialog to be had.
+    answer(temp, "", 5);
+    EXPECT_EQ(dialog.run(MFFileDialog::Mode::open, "t", folder, presetType, chosen),
+              MFFileDialog::Result::unavailable);
     // Output longer than a path buffer is not taken, however it ends.
     answer(temp, std::string(3000, 'p') + "\n", 0);
     EXPECT_NE(dialog.run(MFFileDialog::Mode::open, "t", folder, presetType, chosen),
               MFFileDialog::Result::chosen);
     EXPECT_EQ(chosen, "");
+}
+
+TEST(FileDialog, KdialogIsTheFallback) {
+    TempFolder temp;
+    installTool(temp, "kdialog");
+    ScopedEnv path("PATH", temp.path("bin").c_str());
+    ScopedEnv display("DISPLAY", nullptr);
+    ScopedEnv wayland("WAYLAND_DISPLAY", "wayland-0");
+    answer(temp, "/chosen/a.cdz\n", 0);
+    MFFileDialog dialog;
+    std::string chosen;
+    ASSERT_EQ(
+        dialog.run(MFFileDialog::Mode::open, "Choose a file to load", "/p/", presetType, chosen),
+        MFFileDialog::Result::chosen);
+    EXPECT_EQ(chosen, "/chosen/a.cdz");
+    EXPECT_EQ(lines(presettest::readText(temp.path("args"))),
+              (std::vector<std::string>{"--title", "Choose a file to load", "--getopenfilename",
+                                        "/p/", "*.cdz|Preset File"}));
 }
 
 TEST(FileDialog, WithoutADisplayOrAToolThereIsNoDialog) {

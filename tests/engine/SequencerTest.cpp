@@ -15,7 +15,6 @@ using namespace vst;
 
 namespace {
 
-constexpr float rate = 48000.0f;
 constexpr double samplesPerBeat = 24000.0; // 120 bpm at 48 kHz
 
 struct TickRecord {

@@ -116,6 +116,15 @@ TEST(LaneEffects, TonalDelayAndReverbLanesSendTheirLevelLine) {
     }
 }
 
+// A Filter zone on steps 4 to 7: "FilterCutoff" 0.2, "FilterPeak" (4 v - 2) as given,
+// "FilterAttack" 0 (struck at once) and "FilterDecay" 0.5 (250 ms).
+void filterZone(LaneRig& rig, float peakRaw) {
+    rig.paint(mflane::filter, 4, 7);
+    const std::pair<int32_t, float> knobs[] = {{44, 0.2f}, {46, peakRaw}, {47, 0.0f}, {48, 0.5f}};
+    for (const auto& [tag, value] : knobs)
+        rig.client->setParameter(tag, value);
+}
+
 // The Filter lane's cutoff is the knob plus the peak times a source, clamped to 0..1. The
 // source is the lane's own attack-decay envelope, struck by each zone, or, with "env_mode"
 // on, a follower of the input's level that no zone moves.
@@ -123,11 +132,7 @@ TEST(LaneEffects, FilterCutoffFollowsTheEnvelopeOrTheInputLevel) {
     const float decayTicks = 250.0f * rate / 64.0f / 1000.0f; // "FilterDecay" 0.5: 250 ms
     for (float peakRaw : {0.75f, 0.25f}) {                    // peak +1 and -1
         LaneRig rig;
-        rig.paint(mflane::filter, 4, 7);
-        rig.client->setParameter(44, 0.2f);    // "FilterCutoff"
-        rig.client->setParameter(46, peakRaw); // "FilterPeak": 4 v - 2
-        rig.client->setParameter(47, 0.0f);    // "FilterAttack": struck at once
-        rig.client->setParameter(48, 0.5f);    // "FilterDecay"
+        filterZone(rig, peakRaw);
         const float peak = 4.0f * peakRaw - 2.0f;
         const MFEffect& filter = rig.client->getChain().filter;
         int64_t struck = -1;
@@ -149,12 +154,8 @@ TEST(LaneEffects, FilterCutoffFollowsTheEnvelopeOrTheInputLevel) {
     }
 
     LaneRig rig;
-    rig.paint(mflane::filter, 4, 7);
+    filterZone(rig, 0.75f);
     rig.client->setParameter(476, 1.0f); // "env_mode": the follower
-    rig.client->setParameter(44, 0.2f);
-    rig.client->setParameter(46, 0.75f);
-    rig.client->setParameter(47, 0.0f);
-    rig.client->setParameter(48, 0.5f);
     const MFEffect& filter = rig.client->getChain().filter;
     std::vector<float> cutoffs;
     rig.client->afterTick = [&](int64_t) { cutoffs.push_back(filter.getParameterValue(0)); };

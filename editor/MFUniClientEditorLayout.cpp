@@ -73,7 +73,7 @@ MFControl* MFUniClientEditor::findControl(int32_t tag) const {
     return nullptr;
 }
 
-MFControl* MFUniClientEditor::addControl(const ControlRow& row) {
+MFControl* MFUniClientEditor::addControl(const ControlRow& row, bool onTop) {
     MFParameterRegistry& registry = plugin.getRegistry();
     const int32_t boundTag = row.boundTag >= 0 ? row.boundTag : row.tag;
     const MFRelaxed<float>* bound = nullptr;
@@ -152,7 +152,10 @@ MFControl* MFUniClientEditor::addControl(const ControlRow& row) {
         return nullptr;
     }
     made->setPage(plugin.getPanels().pageWords(), row.pageBit);
-    frame->addView(made);
+    if (onTop)
+        onTopViews.push_back(made);
+    else
+        frame->addView(made);
     controls.push_back(made);
     return made;
 }
@@ -172,6 +175,7 @@ void MFUniClientEditor::addLaneView(int32_t tag, const CRect& rect, int32_t bitm
     view->setup(laneSteps, nullptr, getBitmap(bitmap), true, true, 0, false, noSpriteFirst,
                 noSpriteLast, false, noSpriteBorder, laneMaxEnd, MFZoneView::defaultAlpha);
     view->watchDirtyFlag(&lane.dirty);
+    view->watchMark(&lane.markedPattern);
     frame->addView(view);
     zoneViews[laneIndex < 0 ? 0 : 1 + laneIndex] = view;
 }
@@ -311,7 +315,8 @@ void MFUniClientEditor::buildLayout() {
     // The marker lies under the column picture, whose rows show the same choice.
     auto* marker = static_cast<MFImage*>(addControl(markerAndPlayhead[0]));
     marker->bindPosition(nullptr, &markerOffset);
-    auto* playhead = static_cast<MFImage*>(addControl(markerAndPlayhead[1]));
+    // Departing from its place under the lanes: the playhead must show over the zones it plays.
+    auto* playhead = static_cast<MFImage*>(addControl(markerAndPlayhead[1], true));
     playhead->bindPosition(&playheadPixel, nullptr);
     addControl(mainPresetMenu);
 
@@ -327,6 +332,10 @@ void MFUniClientEditor::buildLayout() {
             for (int32_t c = 0; c < outputControlCount; ++c)
                 addControl(outputControls[c]);
     }
+
+    for (MFControl* view : onTopViews)
+        frame->addView(view);
+    onTopViews.clear();
 
     updatePageMarker();
 }

@@ -365,6 +365,19 @@ void MFZoneView::onIdle() {
         setDirty();
         laneDirty->store(false);
     }
+    if (markedZone) {
+        const int32_t mark = markedZone->load();
+        if (mark != lastMark) {
+            lastMark = mark;
+            setDirty();
+        }
+    }
+}
+
+void MFZoneView::watchMark(const MFRelaxed<int32_t>* mark) {
+    markedZone = mark;
+    if (mark)
+        lastMark = mark->load();
 }
 
 void MFZoneView::valueChanged(CControl* control) {

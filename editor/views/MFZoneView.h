@@ -49,6 +49,8 @@ public:
                int32_t alpha);
     // The lane's "something changed wholesale" flag; the idle redraws and clears it.
     void watchDirtyFlag(MFRelaxed<bool>* flag) { laneDirty = flag; }
+    // The index of the zone the audio side plays now; the idle redraws when it moves.
+    void watchMark(const MFRelaxed<int32_t>* mark);
     // The optional context menu: opened at a right click, it reports back to this view.
     void setPopup(MFControl* menu) { popup = menu; }
     void setCustomDraw(CustomDraw f) { customDraw = f; }
@@ -102,6 +104,8 @@ private:
     CColor colourBorder;
     const float* scroll = nullptr;
     MFRelaxed<bool>* laneDirty = nullptr;
+    const MFRelaxed<int32_t>* markedZone = nullptr;
+    int32_t lastMark = 0;
     int32_t pressStep = 0;
     int32_t currentStep = 0;
     int32_t grabOffset = 0;

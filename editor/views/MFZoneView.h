@@ -57,6 +57,9 @@ public:
     void setAfterDraw(AfterDraw f) { afterDraw = f; }
 
     void draw(CDrawContext& context) override;
+    // Only the cells that meet the area are blitted: a playhead passing over the lanes
+    // redraws a strip of each, not all its cells.
+    void drawRect(CDrawContext& context, const CRect& updateRect) override;
     int onMouseDown(CPoint where, long buttons) override;
     int onMouseMoved(CPoint where, long buttons) override;
     int onMouseUp(CPoint where, long buttons) override;
@@ -92,6 +95,8 @@ private:
     // Whether a zone other than dragZone lies at step.
     MFZone* otherZoneAt(int32_t step);
     void clearDrop();
+    // Marks the area of the zone with this index in the list for redrawing.
+    void invalidZone(int32_t index);
 
     CustomDraw customDraw = nullptr;
     AfterDraw afterDraw = nullptr;
@@ -104,6 +109,9 @@ private:
     CColor colourBorder;
     const float* scroll = nullptr;
     MFRelaxed<bool>* laneDirty = nullptr;
+    // The area being redrawn while a pass runs; the whole view otherwise.
+    CRect drawArea;
+    bool drawAreaSet = false;
     const MFRelaxed<int32_t>* markedZone = nullptr;
     int32_t lastMark = 0;
     int32_t pressStep = 0;

@@ -260,4 +260,10 @@ TEST(PlayingLanes, ThePlayheadDrawsOverTheLanes) {
         EXPECT_EQ(rig.pixel(x + stepPixels, y), lineColour) << "row at y " << y;
         EXPECT_NE(rig.pixel(x, y), lineColour) << "row at y " << y;
     }
+    // On the Loop lane that is the lit zone's middle cell again, as the rest of the step.
+    const int dx = x - (laneLeft + 6 * stepPixels);
+    constexpr int middleCell = 2, litGroup = 4, dy = 8;
+    const uint32_t lit = expectedCell(rig.editor(), 6, litGroup + middleCell, dx, dy);
+    EXPECT_TRUE(close(rig.pixel(x, loopLaneTop + dy), lit))
+        << std::hex << rig.pixel(x, loopLaneTop + dy) << " " << lit;
 }

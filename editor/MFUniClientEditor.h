@@ -116,6 +116,9 @@ private:
     void addLaneView(int32_t tag, const CRect& rect, int32_t bitmap, int32_t laneIndex);
     void buildAboutPanel();
     void updatePageMarker();
+    // The pattern and status rows from the plug-in's state, once an idle.
+    void updateStateRows();
+    void bindStatePictures();
 
     MFUniClient& plugin;
     MFFrame* frame = nullptr;
@@ -136,5 +139,9 @@ private:
     MFRelaxed<float> playheadFraction = 0.0f;
     MFRelaxed<float> playheadPixel = 0.0f;
     MFRelaxed<float> markerOffset = 0.0f;
+    // Rows of the pictures that show the plug-in's state: the pattern playing (key strip
+    // and name) and the status picture.
+    MFRelaxed<float> patternRow = 0.0f;
+    MFRelaxed<float> statusRow = 0.0f;
     MFZoneView* zoneViews[zoneViewCount] = {};
 };

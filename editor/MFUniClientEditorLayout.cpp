@@ -18,6 +18,7 @@
 #include "platform/MFModulePath.h"
 
 #include <cstdio>
+#include <utility>
 
 using namespace mflayout;
 
@@ -338,6 +339,45 @@ void MFUniClientEditor::buildLayout() {
     onTopViews.clear();
 
     updatePageMarker();
+    bindStatePictures();
+}
+
+namespace {
+// Rows of the status picture.
+constexpr float statusHostSync = 0.0f;
+constexpr float statusWaitingForNote = 1.0f;
+constexpr float statusLearning = 2.0f;
+constexpr float statusLoading = 3.0f;
+constexpr float statusBypassed = 4.0f;
+constexpr int32_t statusTag = 517, patternKeysTag = 523, patternNameTag = 524;
+} // namespace
+
+void MFUniClientEditor::bindStatePictures() {
+    updateStateRows();
+    // The pictures' rows are whole numbers already.
+    const std::pair<int32_t, const MFRelaxed<float>*> bindings[] = {
+        {statusTag, &statusRow}, {patternKeysTag, &patternRow}, {patternNameTag, &patternRow}};
+    for (const auto& [tag, row] : bindings) {
+        if (auto* picture = dynamic_cast<MFDisplay*>(findControl(tag))) {
+            picture->setRawBound(true);
+            picture->bind(row);
+        }
+    }
+}
+
+void MFUniClientEditor::updateStateRows() {
+    patternRow = float(plugin.getPattern());
+    const MFTransport& transport = plugin.getTransport();
+    float status = statusHostSync;
+    if (plugin.isLoading())
+        status = statusLoading;
+    else if (transport.bypassOn.load() == 0.0f)
+        status = statusBypassed;
+    else if (plugin.getMidiInput().learnTag.load() >= 0)
+        status = statusLearning;
+    else if (transport.positionMode.load() != 0 && transport.noteHeld.load() == 0.0f)
+        status = statusWaitingForNote;
+    statusRow = status;
 }
 
 void MFUniClientEditor::updatePageMarker() {

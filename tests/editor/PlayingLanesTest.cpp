@@ -6,6 +6,7 @@
 #include "SkinPixels.h"
 
 #include "editor/MFUniClientEditor.h"
+#include "editor/controls/MFDisplay.h"
 #include "editor/controls/MFFrame.h"
 #include "engine/MFLaneTags.h"
 #include "engine/MFUniClient.h"
@@ -266,4 +267,37 @@ TEST(PlayingLanes, ThePlayheadDrawsOverTheLanes) {
     const uint32_t lit = expectedCell(rig.editor(), 6, litGroup + middleCell, dx, dy);
     EXPECT_TRUE(close(rig.pixel(x, loopLaneTop + dy), lit))
         << std::hex << rig.pixel(x, loopLaneTop + dy) << " " << lit;
+}
+
+// The pictures without a parameter of their own show the plug-in's state at the next idle:
+// the key strip and the name the pattern playing, the status picture how the sequencer runs.
+TEST(StatePictures, FollowThePatternAndTheSequencersState) {
+    PlayingRig rig;
+    ASSERT_TRUE(rig.editor().openHeadless());
+    auto row = [&](int32_t tag) {
+        auto* picture = dynamic_cast<MFDisplay*>(rig.editor().findControl(tag));
+        return picture ? picture->frameRow() : -1;
+    };
+    constexpr int32_t status = 517, keys = 523, name = 524;
+    rig.editor().idle();
+    EXPECT_EQ(row(keys), 0);
+    EXPECT_EQ(row(name), 0);
+    EXPECT_EQ(row(status), 0); // following the host
+
+    rig.client->setParameter(0, 7.5f / 12.0f); // a click on the eighth key, G
+    ASSERT_EQ(rig.client->getPattern(), 7);
+    EXPECT_EQ(row(keys), 0) << "nothing moves before the idle";
+    rig.editor().idle();
+    EXPECT_EQ(row(keys), 7);
+    EXPECT_EQ(row(name), 7);
+
+    rig.client->setParameter(501, 1.0f); // the position from MIDI notes, none held
+    rig.editor().idle();
+    EXPECT_EQ(row(status), 1);
+    rig.client->getMidiInput().learnTag = 44; // learn armed for a knob
+    rig.editor().idle();
+    EXPECT_EQ(row(status), 2);
+    rig.client->setParameter(503, 0.0f); // the sequencer bypassed
+    rig.editor().idle();
+    EXPECT_EQ(row(status), 4);
 }

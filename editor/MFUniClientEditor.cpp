@@ -112,6 +112,7 @@ void MFUniClientEditor::idle() {
         playheadFraction = step * stepFraction;
         playheadPixel = playheadFraction * laneWidth;
         updatePageMarker();
+        updateStateRows();
         const uint32_t redraws = plugin.getPanels().redrawCount();
         if (redraws != redrawsSeen) {
             redrawsSeen = redraws;

@@ -271,6 +271,10 @@ void MFUniClient::fillNoiseTable() {
 void MFUniClient::suspend() {
     std::lock_guard<std::recursive_mutex> lock(stateLock);
     bufferRegistry.clearAll();
+    // Nothing sounds until the host resumes: no lane stays lit.
+    masterLane.markZone(masterLane.noMark);
+    for (MFEffectLane& lane : lanes)
+        lane.zones.markZone(lane.zones.noMark);
 }
 
 void MFUniClient::resume() {

@@ -288,8 +288,8 @@ void MFUniClientEditor::buildAboutPanel() {
         CBitmap* bitmap = getBitmap(row.bitmap);
         if (row.viewClass == ViewClass::localLink) {
             // Beside the plug-in file, or in the shared content of a system install.
-            aboutPanel->addView(new MFLocalLink(row.rect, this, row.tag, frame, bitmap,
-                                                plugin.getManualFolder()));
+            aboutPanel->addView(
+                new MFLocalLink(row.rect, this, row.tag, frame, bitmap, plugin.getManualFolder()));
         } else if (row.viewClass == ViewClass::webLink) {
             // No address is published yet: the links show and open nothing.
             aboutPanel->addView(new MFWebLink(row.rect, this, row.tag, frame, bitmap, ""));

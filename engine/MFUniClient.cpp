@@ -216,7 +216,8 @@ void MFUniClient::loadStartPreset() {
     if (roots.empty())
         return;
     // A missing default preset leaves the constructed defaults in force, silently.
-    presetManager.loadPreset(MFContentFolders::defaultPresetPath(folder, factoryPresets).c_str(), 0);
+    presetManager.loadPreset(MFContentFolders::defaultPresetPath(folder, factoryPresets).c_str(),
+                             0);
     codec.folderIndex = 0;
     presetLibrary.scan(roots);
     presetNames[0] = "default";

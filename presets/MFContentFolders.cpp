@@ -14,7 +14,8 @@ bool readable(const std::string& path) {
 }
 
 bool holdsPresets(const std::string& root) {
-    return !root.empty() && MFFileio::isFolder(MFPaths::join(root, MFContentFolders::presetsFolder));
+    return !root.empty() &&
+           MFFileio::isFolder(MFPaths::join(root, MFContentFolders::presetsFolder));
 }
 
 bool holdsManual(const std::string& folder) {
@@ -72,7 +73,8 @@ std::string MFContentFolders::findManualFolder(const std::string& moduleFolder,
 
 std::string MFContentFolders::defaultPresetPath(const std::string& userPresets,
                                                 const std::string& factoryPresets) {
-    const std::string own = userPresets.empty() ? std::string() : MFPaths::join(userPresets, defaultPreset);
+    const std::string own =
+        userPresets.empty() ? std::string() : MFPaths::join(userPresets, defaultPreset);
     if (readable(own) || factoryPresets.empty())
         return own;
     return MFPaths::join(factoryPresets, defaultPreset);

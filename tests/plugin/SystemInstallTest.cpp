@@ -42,7 +42,8 @@ void makeWritable(const fs::path& root) {
 }
 
 void makeReadOnly(const fs::path& root) {
-    const fs::perms write = fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write;
+    const fs::perms write =
+        fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write;
     for (const auto& entry : fs::recursive_directory_iterator(root))
         fs::permissions(entry.path(), write, fs::perm_options::remove);
     fs::permissions(root, write, fs::perm_options::remove);
@@ -171,7 +172,8 @@ protected:
 
     static inline bool installed = false;
     std::map<std::string, std::string> factoryBefore;
-    const fs::path home = installRoot / ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    const fs::path home =
+        installRoot / ::testing::UnitTest::GetInstance()->current_test_info()->name();
     const fs::path data = home / "data";
     const fs::path userRoot = data / "Maple Forge" / "Cadenzoid";
     ScopedEnv dataDirs{"XDG_DATA_DIRS", (prefix / "share").c_str()};
@@ -264,7 +266,8 @@ TEST_F(SystemInstall, SavesGoToTheUsersRootAndTheUsersDefaultWins) {
         EXPECT_EQ(client->getPresetNames()[0], "default");
         EXPECT_EQ(client->getParameter(parameterIndex(*client, "FilterCutoff")), saved);
         // The user's default is not a program: only the factory's folders and "User".
-        EXPECT_EQ(client->getPresetLibrary().programCount(), int32_t(factoryProgramNames().size()) + 1);
+        EXPECT_EQ(client->getPresetLibrary().programCount(),
+                  int32_t(factoryProgramNames().size()) + 1);
     }
     EXPECT_TRUE(messages.shown().empty());
 }
@@ -272,7 +275,8 @@ TEST_F(SystemInstall, SavesGoToTheUsersRootAndTheUsersDefaultWins) {
 TEST_F(SystemInstall, AContentPathInTheSettingsOverridesTheFactoryContent) {
     const fs::path content = home / "content";
     fs::create_directories(content / "Presets" / "Only");
-    fs::copy_file(shared / "Presets" / "Grooves" / "Dub Echo.cdz", content / "Presets" / "Only" / "x.cdz");
+    fs::copy_file(shared / "Presets" / "Grooves" / "Dub Echo.cdz",
+                  content / "Presets" / "Only" / "x.cdz");
     {
         MFSettingsStore store;
         ASSERT_TRUE(store.open("Cadenzoid"));

@@ -11,7 +11,8 @@ using presettest::writeText;
 TEST(ContentFolders, DataFoldersFollowXdgWithItsDefault) {
     {
         ScopedEnv dirs("XDG_DATA_DIRS", "/opt/a:relative/b::/usr/share");
-        EXPECT_EQ(MFContentFolders::dataDirs(), (std::vector<std::string>{"/opt/a/", "/usr/share/"}));
+        EXPECT_EQ(MFContentFolders::dataDirs(),
+                  (std::vector<std::string>{"/opt/a/", "/usr/share/"}));
     }
     const std::vector<std::string> standard{"/usr/local/share/", "/usr/share/"};
     {

@@ -73,6 +73,7 @@ void MFPresetLibrary::scan(const std::vector<std::string>& rootPaths) {
     for (Folder& folder : folders) {
         folder.name.clear();
         folder.presets.clear();
+        folder.paths.clear();
         folder.bytes = 0;
     }
     usedFolders = 0;
@@ -123,6 +124,7 @@ std::size_t MFPresetLibrary::totalBytes() const {
 
 void MFPresetLibrary::scanFolder(Folder& folder) {
     folder.presets.clear();
+    folder.paths.clear();
     folder.bytes = 0;
     // Later roots win: the user's copy of a file stands in for the factory's.
     std::vector<FoundFile> files;
@@ -159,6 +161,7 @@ void MFPresetLibrary::scanFolder(Folder& folder) {
             continue;
         folder.bytes += std::size_t(chunk->capacity()) * 4;
         folder.presets.push_back(std::move(chunk));
+        folder.paths.push_back(file.path);
     }
 }
 
@@ -227,6 +230,12 @@ void MFPresetLibrary::presetName(char* out, std::size_t capacity, int32_t folder
     const MFChunk* chunk = preset(folder, index);
     const std::size_t limit = capacity < nameCharacters + 1 ? capacity : nameCharacters + 1;
     mfCopyText(out, limit, chunk ? chunk->name.c_str() : "empty");
+}
+
+const std::string& MFPresetLibrary::presetPath(int32_t folder, int32_t index) const {
+    if (!preset(folder, index))
+        return emptyName;
+    return folders[std::size_t(folder)].paths[std::size_t(index)];
 }
 
 MFChunk* MFPresetLibrary::midiProgram(int32_t index) const {

@@ -49,6 +49,8 @@ public:
     MFChunk* preset(int32_t folder, int32_t index) const;
     // Copies at most 64 characters of the name (fewer if capacity is smaller), or "empty".
     void presetName(char* out, std::size_t capacity, int32_t folder, int32_t index) const;
+    // The file a preset was read from (in whichever root it lies), or empty.
+    const std::string& presetPath(int32_t folder, int32_t index) const;
     // The chunk at index of the "Midi Programs" folder, or null.
     MFChunk* midiProgram(int32_t index) const;
 
@@ -73,6 +75,7 @@ private:
     struct Folder {
         std::string name;
         std::vector<std::unique_ptr<MFChunk>> presets;
+        std::vector<std::string> paths; // the file of each preset
         std::size_t bytes = 0;
     };
 

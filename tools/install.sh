@@ -59,6 +59,11 @@ else
   content_top="$(dirname "$(dirname "$content_dir")")"
 fi
 manifest="$destdir$content_dir/$manifest_name"
+if [ "$system" -eq 1 ] && [ -z "$destdir" ]; then
+  probe="$prefix"
+  while [ ! -e "$probe" ]; do probe="$(dirname "$probe")"; done
+  [ -w "$probe" ] || { echo "install.sh: $prefix is not writable: run it with sudo" >&2; exit 1; }
+fi
 
 # The build and its staging run as the user who asked, not as root under sudo, so that the
 # build folder stays theirs.
@@ -81,10 +86,10 @@ trap 'rm -rf "$stage"' EXIT
 "${as_user[@]}" env -u DESTDIR cmake --install "$build_dir" --prefix "$stage" --strip >/dev/null
 staged_vst="$stage/lib/vst"
 staged_content="$stage/share/Maple Forge/Cadenzoid"
-[ -f "$staged_vst/Cadenzoid.so" ] && [ -f "$staged_content/Presets/default.cdz" ] || {
+if [ ! -f "$staged_vst/Cadenzoid.so" ] || [ ! -f "$staged_content/Presets/default.cdz" ]; then
   echo "install.sh: $build_dir holds no built plug-in and factory presets" >&2
   exit 1
-}
+fi
 
 # Where a staged file goes: prints "staged-path<TAB>installed-path" for every file.
 each_file() {

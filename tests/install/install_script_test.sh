@@ -46,7 +46,8 @@ DESTDIR="$root" bash "$source/tools/install.sh" --system --build-dir "$build" >"
 shared="$root/usr/local/share/Maple Forge/Cadenzoid"
 must_exist "$root/usr/local/lib/vst/Cadenzoid.so" "$shared/Manual.htm" "$shared/Presets/default.cdz" \
   "$shared/Presets/Midi Programs" "$shared/Delay"
-[ -z "$(find "$root" -type f | grep -v "^$root/usr/local/")" ] || fail "files outside /usr/local"
+outside="$(find "$root" -type f | grep -v "^$root/usr/local/" || true)"
+[ -z "$outside" ] || fail "files outside /usr/local: $outside"
 find "$HOME" | sort | diff -u "$work/home-before" - || fail "the system install wrote into the home folder"
 # An install made without the script (no manifest) is removed by comparing with the build.
 rm "$shared/install-manifest"

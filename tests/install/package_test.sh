@@ -11,7 +11,10 @@ rm -rf "$out"
 mkdir -p "$out"
 (cd "$build" && cpack -G DEB -B "$out" >"$out/cpack.log" 2>&1) || { cat "$out/cpack.log"; exit 1; }
 debs=("$out"/cadenzoid_*.deb)
-[ ${#debs[@]} -eq 1 ] && [ -f "${debs[0]}" ] || { echo "FAIL: no single package in $out"; exit 1; }
+if [ ${#debs[@]} -ne 1 ] || [ ! -f "${debs[0]}" ]; then
+  echo "FAIL: no single package in $out"
+  exit 1
+fi
 deb="${debs[0]}"
 status=0
 fail() { echo "FAIL: $*"; status=1; }
@@ -24,7 +27,7 @@ content="./usr/share/Maple Forge/Cadenzoid"
 } | LC_ALL=C sort >"$out/expected"
 dpkg-deb --fsys-tarfile "$deb" | tar -t | grep -v '/$' | LC_ALL=C sort >"$out/files"
 diff -u "$out/expected" "$out/files" || fail "the package's files differ from the plug-in, content and manual"
-dpkg-deb --fsys-tarfile "$deb" | tar -t | grep -v '^\./usr/' && fail "entries outside /usr"
+dpkg-deb --fsys-tarfile "$deb" | tar -t | grep -v -e '^\./usr/' -e '^\./$' && fail "entries outside /usr"
 grep -q "/Presets/default.cdz$" "$out/files" || fail "no factory default preset"
 
 [ "$(dpkg-deb -f "$deb" Version)" = "$version" ] || fail "version $(dpkg-deb -f "$deb" Version), not $version"

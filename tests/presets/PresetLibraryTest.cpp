@@ -275,6 +275,9 @@ TEST(PresetLibrary, FactoryAndUserRootsMergeByFolderAndName) {
     EXPECT_EQ(namesIn(library, 1), (std::vector<std::string>{"b", "c", "d", "e"}));
     EXPECT_EQ(int32_t(library.preset(1, 0)->data[9]), 7); // the user's "b"
     EXPECT_EQ(int32_t(library.preset(1, 2)->data[9]), 2); // the factory's "d"
+    EXPECT_EQ(library.presetPath(1, 0), user + "Grooves/b.cdz");
+    EXPECT_EQ(library.presetPath(1, 2), factory + "Grooves/d.cdz");
+    EXPECT_EQ(library.presetPath(1, 4), "");
 
     // A folder new in either root comes with the next whole scan of the same roots.
     temp.folder("user/Presets/Midi Programs");

@@ -4,7 +4,7 @@
 # of every library the plug-in links.
 #   package_test.sh BUILD_FOLDER VERSION
 set -euo pipefail
-build="$1"
+build="$(cd "$1" && pwd)"
 version="$2"
 out="$build/package-test"
 rm -rf "$out"
@@ -34,14 +34,16 @@ grep -q "/Presets/default.cdz$" "$out/files" || fail "no factory default preset"
 depends="$(dpkg-deb -f "$deb" Depends)"
 echo "$depends" | grep -q "fonts-liberation2" || fail "no Liberation fonts in: $depends"
 # Every library the packaged plug-in links comes from a package the package depends on.
+# The package names alone, one a line.
+depended="$(echo "$depends" | sed 's/[,|]/\n/g' | sed 's/(.*//; s/ //g')"
 mkdir -p "$out/tree"
 dpkg-deb -x "$deb" "$out/tree"
 for soname in $(readelf -d "$out/tree/usr/lib/vst/Cadenzoid.so" | sed -n 's/.*Shared library: \[\(.*\)\]/\1/p'); do
-  owners="$(dpkg -S "/$soname" 2>/dev/null | cut -d: -f1 | sort -u)"
+  owners="$(dpkg -S "*/$soname" 2>/dev/null | cut -d: -f1 | sort -u || true)"
   [ -n "$owners" ] || { fail "no package owns $soname"; continue; }
   found=0
   for owner in $owners; do
-    echo "$depends" | grep -Eq "(^|[ ,|])$owner( |,|$)" && found=1
+    echo "$depended" | grep -qxF "$owner" && found=1
   done
   [ "$found" -eq 1 ] || fail "$soname ($owners) is not in: $depends"
 done

@@ -148,6 +148,8 @@ if [ "$uninstall" -eq 1 ]; then
     esac
   done <"$list"
   remove_empty_up "$content_dir" "$content_top"
+  # An empty plug-in folder goes too; one holding other plug-ins stays.
+  rmdir "$destdir$vst_dir" 2>/dev/null || true
   echo "removed $removed installed files, kept $kept changed ones; presets of your own and your settings stay"
   exit 0
 fi

@@ -52,6 +52,6 @@ find "$HOME" | sort | diff -u "$work/home-before" - || fail "the system install 
 # An install made without the script (no manifest) is removed by comparing with the build.
 rm "$shared/install-manifest"
 DESTDIR="$root" bash "$source/tools/install.sh" --system --build-dir "$build" --uninstall >"$work/system-uninstall.out"
-must_not_exist "$root/usr/local/lib/vst/Cadenzoid.so" "$root/usr/local/share/Maple Forge"
+must_not_exist "$root/usr/local/lib/vst" "$root/usr/local/share/Maple Forge"
 [ "$status" -eq 0 ] && echo "per-user and system install and uninstall as expected"
 exit "$status"

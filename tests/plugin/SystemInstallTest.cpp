@@ -19,6 +19,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 using presettest::MessageCapture;
@@ -28,7 +29,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path installRoot = fs::path(CADENZOID_BUILD_DIR) / "system-install-test";
+// One prefix per process: the test runner may run these tests side by side.
+const fs::path installRoot =
+    fs::path(CADENZOID_BUILD_DIR) / ("system-install-test-" + std::to_string(::getpid()));
 const fs::path prefix = installRoot / "prefix";
 const fs::path shared = prefix / "share" / "Maple Forge" / "Cadenzoid";
 

@@ -176,6 +176,7 @@ MFUniClient::~MFUniClient() {
 void MFUniClient::readSettings() {
     const std::string moduleFolder = mfModuleFolder();
     factoryRoot = MFContentFolders::findFactoryRoot(productName, moduleFolder);
+    // "installpath" names where the manual is: the shared content folder on a system install.
     manualFolder = MFContentFolders::findManualFolder(moduleFolder, factoryRoot);
     const MFSettingsStartup::Switches switches =
         MFSettingsStartup::run(settings, productName, presetCategories, manualFolder,
@@ -208,6 +209,7 @@ void MFUniClient::loadStartPreset() {
         factoryRoot.empty() ? std::string()
                             : MFPaths::join(factoryRoot, MFContentFolders::presetsFolder) + "/";
     MFPaths::addTrailingSeparator(folder);
+    // Factory presets are shared and read-only; the user's live apart and win on a name.
     std::vector<std::string> roots;
     if (!factoryPresets.empty() && factoryPresets != folder)
         roots.push_back(factoryPresets);

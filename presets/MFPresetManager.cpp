@@ -167,8 +167,7 @@ bool MFPresetManager::savePreset(const char* name, int32_t category, const char*
     if (path == emptyChoice)
         return false;
 
-    // The user's content root is made by the first save into one of its folders; other
-    // missing folders are a mistyped path and fail as such.
+    // The user's content root is made by the first save; other missing folders fail.
     const std::string target = MFPaths::folderOf(path);
     if (!target.empty() && !MFFileio::isFolder(target) && isOwnSaveFolder(category, target))
         MFFileio::makeFolders(target);
@@ -194,8 +193,7 @@ bool MFPresetManager::savePreset(const char* name, int32_t category, const char*
             host.setFolderIndex(folder);
             library.rescanFolder(folder);
         } else if (library.rootPaths().size() > 1) {
-            // Factory and user roots together: the settings name only the user's, so the
-            // library is rebuilt from the roots it was built from.
+            // Factory and user roots together, and the settings name only the user's.
             library.rescan();
             folder = library.folderIndex(folderName.c_str());
             host.setFolderIndex(folder >= 0 ? folder : 0);
@@ -240,8 +238,7 @@ void MFPresetManager::stepPreset(int32_t category, int32_t direction) {
     }
     std::string folder = readSetting(numberedKey("presetpath%d", category).c_str());
     MFPaths::addTrailingSeparator(folder);
-    // The factory's files first, then the user's; a user's file replaces a factory file
-    // of the same name.
+    // Factory files first, then the user's, whose file of a factory name replaces it.
     std::vector<std::string> paths;
     std::vector<std::string> names;
     std::vector<std::string> sources;

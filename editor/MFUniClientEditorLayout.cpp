@@ -15,7 +15,6 @@
 #include "engine/MFLaneTags.h"
 #include "engine/MFParameterTable.h"
 #include "engine/MFUniClient.h"
-#include "platform/MFModulePath.h"
 
 #include <cstdio>
 #include <utility>
@@ -293,9 +292,9 @@ void MFUniClientEditor::buildAboutPanel() {
     for (const ControlRow& row : aboutControls) {
         CBitmap* bitmap = getBitmap(row.bitmap);
         if (row.viewClass == ViewClass::localLink) {
-            // The manual is installed beside the plug-in file.
+            // Beside the plug-in file, or in the shared content of a system install.
             aboutPanel->addView(
-                new MFLocalLink(row.rect, this, row.tag, frame, bitmap, mfModuleFolder()));
+                new MFLocalLink(row.rect, this, row.tag, frame, bitmap, plugin.getManualFolder()));
         } else if (row.viewClass == ViewClass::webLink) {
             // No address is published yet: the links show and open nothing.
             aboutPanel->addView(new MFWebLink(row.rect, this, row.tag, frame, bitmap, ""));

@@ -6,6 +6,7 @@
 #include "engine/MFRoundingGuard.h"
 #include "pattern/MFZone.h"
 #include "platform/MFModulePath.h"
+#include "presets/MFContentFolders.h"
 #include "presets/MFPaths.h"
 #include "presets/MFSettingsStartup.h"
 
@@ -173,8 +174,12 @@ MFUniClient::~MFUniClient() {
 }
 
 void MFUniClient::readSettings() {
+    const std::string moduleFolder = mfModuleFolder();
+    factoryRoot = MFContentFolders::findFactoryRoot(productName, moduleFolder);
+    // "installpath" names where the manual is: the shared content folder on a system install.
+    manualFolder = MFContentFolders::findManualFolder(moduleFolder, factoryRoot);
     const MFSettingsStartup::Switches switches =
-        MFSettingsStartup::run(settings, productName, presetCategories, mfModuleFolder(),
+        MFSettingsStartup::run(settings, productName, presetCategories, manualFolder,
                                MFPaths::defaultContentRoot(productName));
     isolateMaps = switches.ccMapRecallIsolate ? 1 : 0;
     setIgnoreProgramChange(switches.ignorePrgChange != 0);
@@ -190,19 +195,33 @@ void MFUniClient::setIgnoreProgramChange(bool ignore) {
 
 void MFUniClient::loadStartPreset() {
     std::string folder;
+    std::string content;
     if (settings.open(productName)) {
         settings.getString("presetpath0", folder);
+        settings.getString("contentpath", content);
         settings.close();
     }
-    if (folder.empty())
-        return;
+    // A content path of the user's choosing holds everything: no factory content beside it.
+    if (!content.empty())
+        factoryRoot.clear();
+    presetManager.setFactoryRoot(factoryRoot);
+    const std::string factoryPresets =
+        factoryRoot.empty() ? std::string()
+                            : MFPaths::join(factoryRoot, MFContentFolders::presetsFolder) + "/";
     MFPaths::addTrailingSeparator(folder);
+    // Factory presets are shared and read-only; the user's live apart and win on a name.
+    std::vector<std::string> roots;
+    if (!factoryPresets.empty() && factoryPresets != folder)
+        roots.push_back(factoryPresets);
+    if (!folder.empty())
+        roots.push_back(folder);
+    if (roots.empty())
+        return;
     // A missing default preset leaves the constructed defaults in force, silently.
-    const int32_t program = curProgram;
-    presetManager.loadPreset((folder + "default.cdz").c_str(), 0);
-    (void)program;
+    presetManager.loadPreset(MFContentFolders::defaultPresetPath(folder, factoryPresets).c_str(),
+                             0);
     codec.folderIndex = 0;
-    presetLibrary.scan(folder);
+    presetLibrary.scan(roots);
     presetNames[0] = "default";
 }
 

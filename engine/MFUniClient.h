@@ -205,6 +205,10 @@ public:
     int32_t getFolderIndex() const { return codec.folderIndex; }
     MFPresetManager& getPresetManager() { return presetManager; }
     MFPresetLibrary& getPresetLibrary() { return presetLibrary; }
+    // The factory content found at construction (empty when none), and the folder that
+    // holds the manual.
+    const std::string& getFactoryRoot() const { return factoryRoot; }
+    const std::string& getManualFolder() const { return manualFolder; }
     // Replaces the desktop's file dialog, for tests and for hosts without a display.
     void setFileDialog(MFFileDialog& dialog) { presetManager.setFileDialog(dialog); }
 
@@ -382,6 +386,8 @@ private:
     MFSettingsStore settings;
     MFFileDialog fileDialog;
     MFPresetManager presetManager;
+    std::string factoryRoot;
+    std::string manualFolder;
 
     MFEffectChain chain;
     MFTransport transport;

@@ -5,6 +5,7 @@
 #include "presets/MFPaths.h"
 
 #include <cstring>
+#include <set>
 
 namespace {
 
@@ -28,16 +29,22 @@ bool lessUpper(const std::string& a, const std::string& b) {
 
 // A selection sort rather than std::sort: names equal but for case then land in the
 // order this sort has always given them, so program numbers stay where users expect.
-void selectionSort(std::vector<std::string>& names) {
-    for (std::size_t i = 0; i + 1 < names.size(); ++i) {
+template <typename Item, typename NameOf>
+void selectionSort(std::vector<Item>& items, NameOf nameOf) {
+    for (std::size_t i = 0; i + 1 < items.size(); ++i) {
         std::size_t smallest = i;
-        for (std::size_t j = i + 1; j < names.size(); ++j)
-            if (lessUpper(names[j], names[smallest]))
+        for (std::size_t j = i + 1; j < items.size(); ++j)
+            if (lessUpper(nameOf(items[j]), nameOf(items[smallest])))
                 smallest = j;
         if (smallest != i)
-            std::swap(names[i], names[smallest]);
+            std::swap(items[i], items[smallest]);
     }
 }
+
+struct FoundFile {
+    std::string name;
+    std::string path;
+};
 
 bool hasExtension(const std::string& name, const std::string& extension) {
     return name.size() > extension.size() + 1 &&
@@ -53,42 +60,59 @@ MFPresetLibrary::MFPresetLibrary(std::string extension, int32_t minimumVersion, 
     : fileExtension(std::move(extension)), minVersion(minimumVersion), productId(product) {}
 
 void MFPresetLibrary::scan(const std::string& rootPath) {
-    std::string path = rootPath;
-    MFPaths::addTrailingSeparator(path);
-    MFFileio listing;
-    listing.list(path, true, false);
+    scan(std::vector<std::string>{rootPath});
+}
+
+void MFPresetLibrary::scan(const std::vector<std::string>& rootPaths) {
+    std::vector<std::string> scanned;
+    scanned.reserve(rootPaths.size());
+    for (std::string path : rootPaths) {
+        MFPaths::addTrailingSeparator(path);
+        scanned.push_back(std::move(path));
+    }
     for (Folder& folder : folders) {
         folder.name.clear();
         folder.presets.clear();
+        folder.paths.clear();
         folder.bytes = 0;
     }
     usedFolders = 0;
     midiFolderIndex = -1;
-    root = path;
+    roots = std::move(scanned);
+    root = roots.empty() ? std::string() : roots.back();
     // The directory's own order is arbitrary on Linux file systems; folder numbers are
     // saved with the host's session, so they follow the names, as the presets do.
     std::vector<std::string> names;
-    names.reserve(listing.count());
-    for (const MFFileio::Entry& entry : listing.entries())
-        names.push_back(entry.name);
-    selectionSort(names);
+    std::set<std::string> seen;
+    for (const std::string& path : roots) {
+        MFFileio listing;
+        listing.list(path, true, false);
+        for (const MFFileio::Entry& entry : listing.entries())
+            if (seen.insert(entry.name).second)
+                names.push_back(entry.name);
+    }
+    selectionSort(names, [](const std::string& name) -> const std::string& { return name; });
     for (const std::string& name : names) {
         if (usedFolders >= maxFolders)
             break;
         Folder& folder = folders[std::size_t(usedFolders)];
-        scanFolder(folder, MFPaths::join(path, name));
         folder.name = name;
+        scanFolder(folder);
         if (name == midiFolderName)
             midiFolderIndex = usedFolders;
         ++usedFolders;
     }
 }
 
+void MFPresetLibrary::rescan() {
+    const std::vector<std::string> again = roots;
+    scan(again);
+}
+
 void MFPresetLibrary::rescanFolder(int32_t index) {
     if (!validFolder(index))
         return;
-    Folder& folder = folders[std::size_t(index)];
-    scanFolder(folder, MFPaths::join(root, folder.name));
+    scanFolder(folders[std::size_t(index)]);
 }
 
 std::size_t MFPresetLibrary::totalBytes() const {
@@ -98,30 +122,46 @@ std::size_t MFPresetLibrary::totalBytes() const {
     return total;
 }
 
-void MFPresetLibrary::scanFolder(Folder& folder, const std::string& path) {
+void MFPresetLibrary::scanFolder(Folder& folder) {
     folder.presets.clear();
+    folder.paths.clear();
     folder.bytes = 0;
-    MFFileio listing;
-    listing.list(path, false, true);
-    std::vector<std::string> names;
-    names.reserve(listing.count());
-    for (const MFFileio::Entry& entry : listing.entries())
-        names.push_back(entry.name);
-    selectionSort(names);
+    // Later roots win: the user's copy of a file stands in for the factory's.
+    std::vector<FoundFile> files;
+    for (const std::string& path : roots) {
+        const std::string folderPath = MFPaths::join(path, folder.name);
+        MFFileio listing;
+        listing.list(folderPath, false, true);
+        for (const MFFileio::Entry& entry : listing.entries()) {
+            std::string filePath = MFPaths::join(folderPath, entry.name);
+            bool replaced = false;
+            for (FoundFile& file : files) {
+                if (file.name == entry.name) {
+                    file.path = std::move(filePath);
+                    replaced = true;
+                    break;
+                }
+            }
+            if (!replaced)
+                files.push_back({entry.name, std::move(filePath)});
+        }
+    }
+    selectionSort(files, [](const FoundFile& file) -> const std::string& { return file.name; });
 
     const std::size_t others = totalBytes();
-    for (const std::string& name : names) {
+    for (const FoundFile& file : files) {
         if (folder.presets.size() >= std::size_t(maxPresets))
             break;
-        if (!hasExtension(name, fileExtension))
+        if (!hasExtension(file.name, fileExtension))
             continue;
         const std::size_t used = others + folder.bytes;
-        std::unique_ptr<MFChunk> chunk = loadPreset(
-            MFPaths::join(path, name), name, used < maxTotalBytes ? maxTotalBytes - used : 0);
+        std::unique_ptr<MFChunk> chunk =
+            loadPreset(file.path, file.name, used < maxTotalBytes ? maxTotalBytes - used : 0);
         if (!chunk)
             continue;
         folder.bytes += std::size_t(chunk->capacity()) * 4;
         folder.presets.push_back(std::move(chunk));
+        folder.paths.push_back(file.path);
     }
 }
 
@@ -190,6 +230,12 @@ void MFPresetLibrary::presetName(char* out, std::size_t capacity, int32_t folder
     const MFChunk* chunk = preset(folder, index);
     const std::size_t limit = capacity < nameCharacters + 1 ? capacity : nameCharacters + 1;
     mfCopyText(out, limit, chunk ? chunk->name.c_str() : "empty");
+}
+
+const std::string& MFPresetLibrary::presetPath(int32_t folder, int32_t index) const {
+    if (!preset(folder, index))
+        return emptyName;
+    return folders[std::size_t(folder)].paths[std::size_t(index)];
 }
 
 MFChunk* MFPresetLibrary::midiProgram(int32_t index) const {

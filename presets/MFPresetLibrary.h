@@ -11,8 +11,10 @@
 
 // The preset tree in memory: each subfolder of the root is one folder of up to 128
 // presets, each preset a chunk holding its whole file, so that a MIDI program change
-// needs no disk access. scan and rescanFolder run on the main thread only; the readers
-// are plain lookups that neither allocate nor lock.
+// needs no disk access. The tree may span several roots (the read-only factory content
+// and the user's own): subfolders of the same name are one folder, and a file the user
+// has under the same name as a factory file takes its place. scan and rescanFolder run
+// on the main thread only; the readers are plain lookups that neither allocate nor lock.
 class MFPresetLibrary {
 public:
     static constexpr int32_t maxFolders = 128;
@@ -30,7 +32,14 @@ public:
     // Rebuilds all folders from the subfolders of rootPath. A missing root leaves the
     // library empty.
     void scan(const std::string& rootPath);
-    // Rebuilds one folder from disk; out-of-range indexes do nothing.
+    // The same over several roots, lowest precedence first: a preset in a later root
+    // replaces one of the same folder and name in an earlier root. Missing roots are
+    // skipped.
+    void scan(const std::vector<std::string>& rootPaths);
+    // Scans the roots of the last scan again.
+    void rescan();
+    // Rebuilds one folder from disk, from every root that holds a folder of its name;
+    // out-of-range indexes do nothing.
     void rescanFolder(int32_t index);
 
     // Exact-name lookups; -1 when absent.
@@ -40,6 +49,8 @@ public:
     MFChunk* preset(int32_t folder, int32_t index) const;
     // Copies at most 64 characters of the name (fewer if capacity is smaller), or "empty".
     void presetName(char* out, std::size_t capacity, int32_t folder, int32_t index) const;
+    // The file a preset was read from (in whichever root it lies), or empty.
+    const std::string& presetPath(int32_t folder, int32_t index) const;
     // The chunk at index of the "Midi Programs" folder, or null.
     MFChunk* midiProgram(int32_t index) const;
 
@@ -54,23 +65,28 @@ public:
     int32_t presetCount(int32_t folder) const;
     const std::string& folderName(int32_t folder) const;
     int32_t midiFolder() const { return midiFolderIndex; }
+    // The last root of the last scan: the user's, where presets saved into a folder go.
     const std::string& rootPath() const { return root; }
+    // Every root of the last scan, each with a trailing separator, lowest precedence first.
+    const std::vector<std::string>& rootPaths() const { return roots; }
     const std::string& extension() const { return fileExtension; }
 
 private:
     struct Folder {
         std::string name;
         std::vector<std::unique_ptr<MFChunk>> presets;
+        std::vector<std::string> paths; // the file of each preset
         std::size_t bytes = 0;
     };
 
     bool validFolder(int32_t folder) const { return folder >= 0 && folder < usedFolders; }
-    void scanFolder(Folder& folder, const std::string& path);
+    void scanFolder(Folder& folder);
     std::unique_ptr<MFChunk> loadPreset(const std::string& path, const std::string& fileName,
                                         std::size_t budget) const;
     std::size_t totalBytes() const;
 
     std::string root;
+    std::vector<std::string> roots;
     std::array<Folder, maxFolders> folders;
     std::string fileExtension;
     int32_t minVersion;

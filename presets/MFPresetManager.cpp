@@ -77,6 +77,9 @@ bool MFPresetManager::loadPreset(const char* path, int32_t category, const char*
     std::string chosen;
     if (!path) {
         std::string folder = readSetting(numberedKey("presetpath%d", category).c_str());
+        // Until the user has presets of their own, the factory's are what there is to open.
+        if (!MFFileio::isFolder(folder) && !factoryFolder(category).empty())
+            folder = factoryFolder(category);
         MFPaths::addTrailingSeparator(folder);
         const std::vector<MFFileDialog::FileType> types{
             {"Preset file", extension ? extension : MFPresetCategory::wholeStateExtension}};
@@ -148,9 +151,7 @@ bool MFPresetManager::savePreset(const char* name, int32_t category, const char*
     if (name) {
         path = name;
     } else {
-        std::string folder = readSetting(key.c_str());
-        if (folder.empty())
-            folder = readSetting(numberedKey("presetpath%d", category).c_str());
+        std::string folder = saveFolder(category, key);
         MFPaths::addTrailingSeparator(folder);
         const std::vector<MFFileDialog::FileType> types{{description, fileExtension}};
         const MFFileDialog::Result result =
@@ -165,6 +166,11 @@ bool MFPresetManager::savePreset(const char* name, int32_t category, const char*
     }
     if (path == emptyChoice)
         return false;
+
+    // The user's content root is made by the first save; other missing folders fail.
+    const std::string target = MFPaths::folderOf(path);
+    if (!target.empty() && !MFFileio::isFolder(target) && isOwnSaveFolder(category, target))
+        MFFileio::makeFolders(target);
 
     const StateGuard guard(host);
     MFChunk chunk;
@@ -186,6 +192,11 @@ bool MFPresetManager::savePreset(const char* name, int32_t category, const char*
         if (folder >= 0) {
             host.setFolderIndex(folder);
             library.rescanFolder(folder);
+        } else if (library.rootPaths().size() > 1) {
+            // Factory and user roots together, and the settings name only the user's.
+            library.rescan();
+            folder = library.folderIndex(folderName.c_str());
+            host.setFolderIndex(folder >= 0 ? folder : 0);
         } else {
             // A folder new to the library: rebuild it from the preset root.
             std::string root = readSetting("presetpath");
@@ -225,16 +236,39 @@ void MFPresetManager::stepPreset(int32_t category, int32_t direction) {
         host.stepPrograms(direction);
         return;
     }
-    const std::string folder = readSetting(numberedKey("presetpath%d", category).c_str());
-    MFFileio listing;
-    listing.list(folder, false, true);
-    const int32_t count = int32_t(listing.count());
+    std::string folder = readSetting(numberedKey("presetpath%d", category).c_str());
+    MFPaths::addTrailingSeparator(folder);
+    // Factory files first, then the user's, whose file of a factory name replaces it.
+    std::vector<std::string> paths;
+    std::vector<std::string> names;
+    std::vector<std::string> sources;
+    const std::string factory = factoryFolder(category);
+    if (!factory.empty() && factory != folder)
+        sources.push_back(factory);
+    sources.push_back(folder);
+    for (const std::string& source : sources) {
+        MFFileio listing;
+        listing.list(source, false, true);
+        for (const MFFileio::Entry& entry : listing.entries()) {
+            std::string path = MFPaths::join(source, entry.name);
+            std::size_t i = 0;
+            while (i < names.size() && names[i] != entry.name)
+                ++i;
+            if (i < names.size()) {
+                paths[i] = std::move(path);
+            } else {
+                names.push_back(entry.name);
+                paths.push_back(std::move(path));
+            }
+        }
+    }
+    const int32_t count = int32_t(paths.size());
     if (count == 0)
         return;
     const std::string& current = host.presetName(category);
     int32_t index = count;
     for (int32_t i = 0; i < count; ++i) {
-        if (MFPaths::nameOf(listing.entries()[std::size_t(i)].name) == current) {
+        if (MFPaths::nameOf(names[std::size_t(i)]) == current) {
             index = i;
             break;
         }
@@ -244,6 +278,42 @@ void MFPresetManager::stepPreset(int32_t category, int32_t direction) {
         index = 0;
     else if (index < 0)
         index = count - 1;
-    const std::string path = MFPaths::join(folder, listing.entries()[std::size_t(index)].name);
-    loadPreset(path.c_str(), category);
+    loadPreset(paths[std::size_t(index)].c_str(), category);
+}
+
+void MFPresetManager::setFactoryRoot(const std::string& root) {
+    factoryRoot = root;
+    MFPaths::addTrailingSeparator(factoryRoot);
+}
+
+std::string MFPresetManager::factoryFolder(int32_t category) const {
+    const MFPresetCategory* record = MFPresetCategory::findByNumber(categories, category);
+    if (factoryRoot.empty() || !record)
+        return {};
+    return MFPaths::join(factoryRoot, record->name) + "/";
+}
+
+bool MFPresetManager::isOwnSaveFolder(int32_t category, const std::string& folder) {
+    std::string load = readSetting(numberedKey("presetpath%d", category).c_str());
+    std::string save = readSetting(numberedKey("presetsavepath%d", category).c_str());
+    MFPaths::addTrailingSeparator(load);
+    MFPaths::addTrailingSeparator(save);
+    const bool inFactory = !factoryRoot.empty() && folder.rfind(factoryRoot, 0) == 0;
+    return !inFactory && !load.empty() &&
+           (folder == load || folder == save || folder == MFPaths::join(load, "User") + "/");
+}
+
+std::string MFPresetManager::saveFolder(int32_t category, const std::string& key) {
+    std::string folder = readSetting(key.c_str());
+    const bool inFactory = !factoryRoot.empty() && folder.rfind(factoryRoot, 0) == 0;
+    if (folder.empty() || inFactory) {
+        folder = readSetting(numberedKey("presetpath%d", category).c_str());
+        const MFPresetCategory* record = MFPresetCategory::findByNumber(categories, category);
+        if (inFactory && record && record->userFolder)
+            folder = MFPaths::join(folder, "User");
+    }
+    MFPaths::addTrailingSeparator(folder);
+    if (!folder.empty() && isOwnSaveFolder(category, folder))
+        MFFileio::makeFolders(folder);
+    return folder;
 }

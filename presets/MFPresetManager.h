@@ -37,10 +37,22 @@ public:
     void previousPreset(int32_t category);
 
     void setFileDialog(MFFileDialog& replacement) { dialog = &replacement; }
+    // The read-only factory content root ("<root>/<category name>/" per category), or
+    // empty. Its folders join the user's in the dialogs and in previous and next; saves
+    // never start in it.
+    void setFactoryRoot(const std::string& root);
 
 private:
     static bool validCategory(int32_t category);
     void stepPreset(int32_t category, int32_t direction);
+    // The category's folder in the factory content, with a trailing separator, or empty.
+    std::string factoryFolder(int32_t category) const;
+    // Where the save dialog starts: the remembered folder unless it lies in the factory
+    // content, else the user's own save folder, created when missing.
+    std::string saveFolder(int32_t category, const std::string& key);
+    // True for the category's own load and save folders (and "User" below the load
+    // folder) outside the factory content: the folders a first save may create.
+    bool isOwnSaveFolder(int32_t category, const std::string& folder);
     std::string readSetting(const char* key);
     void writeSetting(const char* key, const std::string& value);
 
@@ -50,4 +62,5 @@ private:
     std::string settingsProduct;
     MFFileDialog* dialog;
     std::vector<MFPresetCategory> categories;
+    std::string factoryRoot;
 };

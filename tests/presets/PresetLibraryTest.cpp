@@ -231,3 +231,51 @@ TEST(PresetLibrary, PresetsTheUserCannotWriteAreRead) {
     });
     EXPECT_EQ(result, 0);
 }
+
+// Factory and user roots read as one tree: same-named folders are one folder in one
+// sorted order, the user's file of a factory name stands in for it, and saves into either
+// root's folder, even one the user's root did not have, are found by the rescans.
+TEST(PresetLibrary, FactoryAndUserRootsMergeByFolderAndName) {
+    TempFolder temp;
+    const std::string factory = temp.folder("factory/Presets");
+    const std::string user = temp.folder("user/Presets");
+    temp.folder("factory/Presets/Grooves");
+    temp.folder("factory/Presets/Breaks");
+    temp.folder("user/Presets/User");
+    writePreset(factory + "Grooves/b.cdz", 1);
+    writePreset(factory + "Grooves/d.cdz", 2);
+    writePreset(factory + "Breaks/x.cdz", 3);
+    writePreset(user + "User/mine.cdz", 4);
+
+    MFPresetLibrary library;
+    library.scan(std::vector<std::string>{factory, temp.path("missing/"), user});
+    EXPECT_EQ(library.rootPath(), user);
+    ASSERT_EQ(library.folderCount(), 3);
+    EXPECT_EQ(library.folderName(0), "Breaks");
+    EXPECT_EQ(library.folderName(1), "Grooves");
+    EXPECT_EQ(library.folderName(2), "User");
+    EXPECT_EQ(namesIn(library, 1), (std::vector<std::string>{"b", "d"}));
+
+    // The user saves into a folder of the factory's name, once new and once over a name.
+    temp.folder("user/Presets/Grooves");
+    writePreset(user + "Grooves/c.cdz", 5);
+    writePreset(user + "Grooves/e.cdz", 6);
+    writePreset(user + "Grooves/b.cdz", 7);
+    library.rescanFolder(library.folderIndex("Grooves"));
+    EXPECT_EQ(namesIn(library, 1), (std::vector<std::string>{"b", "c", "d", "e"}));
+    EXPECT_EQ(int32_t(library.preset(1, 0)->data[9]), 7); // the user's "b"
+    EXPECT_EQ(int32_t(library.preset(1, 2)->data[9]), 2); // the factory's "d"
+    EXPECT_EQ(library.presetPath(1, 0), user + "Grooves/b.cdz");
+    EXPECT_EQ(library.presetPath(1, 2), factory + "Grooves/d.cdz");
+    EXPECT_EQ(library.presetPath(1, 4), "");
+
+    // A folder new in either root comes with the next whole scan of the same roots.
+    temp.folder("user/Presets/Midi Programs");
+    writePreset(user + "Midi Programs/p.cdz", 8);
+    library.rescan();
+    ASSERT_EQ(library.folderCount(), 4);
+    EXPECT_EQ(library.midiFolder(), 2);
+    EXPECT_EQ(int32_t(library.midiProgram(0)->data[9]), 8);
+    EXPECT_EQ(library.programCount(), 1 + 4 + 1 + 1);
+    EXPECT_EQ(library.rootPaths().size(), 3u);
+}

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <optional>
@@ -365,4 +366,65 @@ TEST_F(PresetFlows, NextAndPreviousWrapAndStartFromTheFirstForAnUnknownName) {
     for (const auto& call : host.reads)
         EXPECT_EQ(call.category, 13);
     EXPECT_TRUE(messages.shown().empty());
+}
+
+// With factory content installed, an effect's next and previous walk the factory's files
+// and the user's together, the user's copy of a factory name in the factory's place.
+TEST_F(PresetFlows, StepsWalkFactoryAndUserFilesTogether) {
+    const std::string factory = temp.folder("factory/Reverb");
+    writePreset(factory + "Hall.srb", 1);
+    writePreset(factory + "Room.srb", 2);
+    manager.setFactoryRoot(temp.path("factory"));
+    const std::string user = temp.path("content/Reverb/");
+    writePreset(user + "Room.srb", 3);
+    writePreset(user + "Mine.srb", 4);
+
+    std::vector<std::string> seen;
+    std::vector<int32_t> markers;
+    for (int i = 0; i < 4; ++i) {
+        manager.nextPreset(13);
+        seen.push_back(host.names[13]);
+        markers.push_back(int32_t(host.reads.back().words[9]));
+    }
+    // Three distinct presets, then around again; the factory's files come first.
+    EXPECT_EQ(seen[3], seen[0]);
+    std::vector<std::string> distinct(seen.begin(), seen.begin() + 3);
+    std::sort(distinct.begin(), distinct.end());
+    EXPECT_EQ(distinct, (std::vector<std::string>{"Hall", "Mine", "Room"}));
+    EXPECT_NE(seen[0], "Mine");
+    const auto room = std::find(seen.begin(), seen.begin() + 3, "Room") - seen.begin();
+    EXPECT_EQ(markers[std::size_t(room)], 3) << "the factory's Room was loaded, not the user's";
+}
+
+// The save dialog never starts in the read-only factory content, even when it was the
+// last folder chosen; the user's own save folder is created for it. The open dialog starts
+// in the factory folder while the user has none of their own.
+TEST_F(PresetFlows, DialogsStartInTheUsersFoldersOrTheFactorysForOpening) {
+    const std::string factory = temp.folder("factory/Presets/Grooves");
+    temp.folder("factory/Reverb");
+    manager.setFactoryRoot(temp.path("factory/"));
+    const std::string home = temp.path("home/Presets/");
+    setSetting("presetpath0", home);
+    setSetting("presetsavepath0", factory);
+    setSetting("presetpath13", temp.path("home/Reverb/"));
+
+    dialog.answer = MFFileDialog::Result::chosen;
+    dialog.chosenPath = home + "User/First";
+    ASSERT_TRUE(manager.savePreset(nullptr, 0));
+    ASSERT_EQ(dialog.calls.size(), 1u);
+    EXPECT_EQ(dialog.calls[0].folder, home + "User/");
+    EXPECT_TRUE(presettest::exists(home + "User/First.cdz"));
+    EXPECT_EQ(setting("presetsavepath0"), home + "User/");
+
+    dialog.answer = MFFileDialog::Result::cancelled;
+    manager.loadPreset(nullptr, 13, "srb");
+    ASSERT_EQ(dialog.calls.size(), 2u);
+    EXPECT_EQ(dialog.calls[1].folder, temp.path("factory/Reverb/"));
+    // A save by name into the user's effect folder makes it; into the factory it does not.
+    ASSERT_TRUE(manager.savePreset((temp.path("home/Reverb/") + "Mine.srb").c_str(), 13, "srb"));
+    EXPECT_TRUE(presettest::exists(temp.path("home/Reverb/Mine.srb")));
+    EXPECT_FALSE(manager.savePreset((temp.path("factory/Chorus/") + "x.sch").c_str(), 11, "sch"));
+    EXPECT_FALSE(presettest::isFolder(temp.path("factory/Chorus")));
+    manager.loadPreset(nullptr, 13, "srb");
+    EXPECT_EQ(dialog.calls.back().folder, temp.path("home/Reverb/"));
 }

@@ -8,6 +8,8 @@ struct TestHome {
     TestHome() {
         setenv("XDG_CONFIG_HOME", CADENZOID_TEST_HOME "/config", 1);
         setenv("XDG_DATA_HOME", CADENZOID_TEST_HOME "/data", 1);
+        // A system-wide install on the machine must not lend the tests its factory content.
+        setenv("XDG_DATA_DIRS", CADENZOID_TEST_HOME "/shared", 1);
     }
 };
 const TestHome testHome;

@@ -34,6 +34,11 @@ void MFUniClientEditor::valueChanged(CControl* control) {
             plugin.getMouseArea(area).setField(f, mouse->getState()[f]);
     };
 
+    // The menus first: the learn popups, the browsers and the steps through them.
+    if (routeMenu(control)) {
+        control->setDirty();
+        return;
+    }
     int32_t category = 0;
     const int32_t step = presetStep(tag, category);
     if (tag == patternKeysTag) {

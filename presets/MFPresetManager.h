@@ -37,6 +37,7 @@ public:
     void previousPreset(int32_t category);
 
     void setFileDialog(MFFileDialog& replacement) { dialog = &replacement; }
+    MFFileDialog& getFileDialog() const { return *dialog; }
 
 private:
     static bool validCategory(int32_t category);

@@ -72,8 +72,8 @@ MFOptionMenu::MFOptionMenu(const CRect& rect, CControlListener* l, int32_t t, MF
 }
 
 MFOptionMenu::~MFOptionMenu() {
-    if (open && !parentMenu)
-        closeModal();
+    // A modal menu gives its place back in MFControl's destructor; nobody is told of a
+    // close that only the teardown made.
     for (CBitmap* bitmap : {caption, openBackground, rowHighlight, arrow})
         if (bitmap)
             bitmap->forget();
@@ -485,8 +485,10 @@ void MFOptionMenu::onIdle() {
             }
         }
     }
-    if ((style & styleExternalName) && externalName && *externalName != shownName)
+    if ((style & styleExternalName) && externalName && *externalName != shownName) {
+        shownName = *externalName;
         setDirty();
+    }
 }
 
 // --- Geometry --------------------------------------------------------------------------
@@ -1000,8 +1002,7 @@ void MFOptionMenu::drawClosed(CDrawContext& context) {
     std::string text;
     CRect textArea = area;
     if ((style & styleExternalName) && externalName) {
-        shownName = *externalName;
-        text = shownName;
+        text = *externalName;
         if (caption && caption->isLoaded()) {
             caption->draw(context, area);
             textArea.inset(closedTextInset, 0);

@@ -100,6 +100,10 @@ public:
     virtual MFOptionMenu* getSubMenu(int32_t index) const;
     virtual const MFOptionMenuEntryInfo* getEntryInfo(int32_t index) const;
     virtual int32_t getStyle() const { return style; }
+    void setStyle(int32_t flags) {
+        style = flags;
+        setDirty();
+    }
     virtual MFOptionMenu* getParentMenu() const { return parentMenu; }
     // Browsers only: the file of the current line, with the folder and the extension. A
     // choice made in a sub-menu arrives whole, from however deep it was made.

@@ -668,8 +668,10 @@ void MFOptionMenu::closeModal() {
     }
     closePanel();
     MFControl::closeModal();
-    // A sub index belongs to one opening only: a knob opening next has none.
-    learnSub = 0;
+    // A sub index belongs to one opening only: a knob opening next has none. A choice
+    // keeps it until its listener has read it.
+    if (!choosing)
+        learnSub = 0;
     setDirty();
     if (callback)
         callback->menuClosed(this);
@@ -882,10 +884,14 @@ void MFOptionMenu::choose(int32_t line) {
     hotLine = line;
     fileString = noFile;
     // Closed before anybody hears of it: the listener may rebuild the lines, or open a
-    // dialog that blocks.
-    root()->closeModal();
+    // dialog that blocks. The top menu outlives a rebuild; this one may not.
+    MFOptionMenu* top = root();
+    top->choosing = true;
+    top->closeModal();
     setDirty();
     notifyUp();
+    top->choosing = false;
+    top->learnSub = 0;
 }
 
 void MFOptionMenu::notifyUp() {

@@ -247,6 +247,7 @@ private:
     // The press that opened the panel: its release chooses only after the mouse moved.
     bool openingPress = false;
     bool chosenAtPress = false;
+    bool choosing = false;
     // Set while the lines are rebuilt, so that nothing draws or walks them half made.
     bool busy = false;
 };

@@ -967,8 +967,16 @@ void MFOptionMenu::drawRect(CDrawContext& context, const CRect&) {
 void MFOptionMenu::draw(CDrawContext& context) {
     if (busy)
         return;
-    if (isShown() && !closedRect.isEmpty() && !parentMenu)
+    if (isShown() && !closedRect.isEmpty() && !parentMenu) {
+        // Open, the menu draws on top of everything: a caption's ends, where other
+        // controls lie over it, are left as the frame drew them.
+        const bool clipEnds = open && caption && !(style & styleBitmapRows);
+        if (clipEnds)
+            context.pushClip(closedRect.insetBy(closedTextInset, 0));
         drawClosed(context);
+        if (clipEnds)
+            context.popClip();
+    }
     if (open)
         drawPanel(context);
     dirty = false;

@@ -130,8 +130,6 @@ MFOptionMenu* MFUniClientEditor::addPresetMenu(const ControlRow& row, int32_t ca
     // The panel opens beneath the caption, as a drop-down.
     menu->setOpenOffset(0, row.rect.height());
     paintLikePresetMenus(*menu);
-    if (main)
-        menu->setStyle(style | MFOptionMenu::styleLeftAligned);
     menu->setExternalName(&shownPresetNames[category]);
     menu->fillPresets(presetFolder(category).c_str(), extension);
     lanePresetLists[category].push_back(menu);

@@ -270,6 +270,7 @@ void MFOptionMenu::fillFolder(const char* folderPath, const char* fileExtension,
     std::sort(files.begin(), files.end(), lessByUpperCase);
 
     for (const std::string& name : folders) {
+        // The sub-folder flag passes down, so that the whole tree is read, to a depth cap.
         auto sub = std::make_unique<MFOptionMenu>(closedRect, this, tag, mfFrame, nullptr, nullptr,
                                                   subFolderStyle | (style & styleSubFolders));
         sub->setTextSize(textSize);
@@ -282,9 +283,6 @@ void MFOptionMenu::fillFolder(const char* folderPath, const char* fileExtension,
         sub->offsetY = -textSize;
         sub->parentMenu = this;
         sub->fillFolder((path + name).c_str(), extension.c_str(), depth + 1);
-        // A folder without presets would open an empty panel.
-        if (sub->getNbEntries() == 0)
-            continue;
         if (!addSubMenu(sub.release(), name.c_str()))
             break;
     }
@@ -366,7 +364,7 @@ bool MFOptionMenu::selectNeighbour(bool forward) {
     const int32_t count = int32_t(places.size());
     int32_t found = -1;
     const bool named = externalName && !externalName->empty() && *externalName != "Empty";
-    for (int32_t i = 0; i < count && named; ++i)
+    for (int32_t i = 0; i < count && named && found < 0; ++i)
         if (places[std::size_t(i)].menu->entries[std::size_t(places[std::size_t(i)].line)].title ==
             *externalName)
             found = i;

@@ -51,25 +51,34 @@ bool recordNotices(MFMessageService::Kind, const char* text) {
     return false;
 }
 
-// A settings value set for the test and put back after it.
-struct SettingOverride {
-    SettingOverride(const char* settingName, const std::string& value) : name(settingName) {
-        MFSettingsStore store;
-        if (store.open(MFPresetManager::productName)) {
-            had = store.getString(name.c_str(), before) != 0;
-            store.setString(name.c_str(), value.c_str());
+// A home of the test's own for settings and content, so that tests running side by side
+// never see each other's folders; the previous home comes back at the end.
+struct OwnHome {
+    OwnHome() {
+        std::string pattern = (fs::temp_directory_path() / "editormenus-home-XXXXXX").string();
+        root = mkdtemp(pattern.data());
+        for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
+            const char* value = std::getenv(name);
+            saved.emplace_back(value ? value : "");
         }
-        store.close();
+        setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
+        setenv("XDG_DATA_HOME", (root / "data").c_str(), 1);
     }
-    ~SettingOverride() {
+    ~OwnHome() {
+        setenv("XDG_CONFIG_HOME", saved[0].c_str(), 1);
+        setenv("XDG_DATA_HOME", saved[1].c_str(), 1);
+        std::error_code ignored;
+        fs::remove_all(root, ignored);
+    }
+    // Sets a settings value in this home.
+    void set(const char* name, const std::string& value) const {
         MFSettingsStore store;
         if (store.open(MFPresetManager::productName))
-            store.setString(name.c_str(), had ? before.c_str() : "");
+            store.setString(name, value.c_str());
         store.close();
     }
-    std::string name;
-    std::string before;
-    bool had = false;
+    fs::path root;
+    std::vector<std::string> saved;
 };
 
 struct TempFolder {
@@ -193,10 +202,11 @@ TEST(EditorMenus, LearningOneRowKeepsTheOtherRows) {
 // "Save Preset" of an effect browser asks the dialog in the effect's folder and writes the
 // effect's file there; the browser lists it after the save, not before. Choosing it loads it.
 TEST(EditorMenus, EffectBrowserSavesIntoItsFolderAndListsTheFileAfterwards) {
+    const OwnHome home;
     TempFolder folder;
-    const SettingOverride loadFolder("presetpath13", folder.path());
-    const SettingOverride saveFolder("presetsavepath13", folder.path());
     EditorRig rig;
+    home.set("presetpath13", folder.path());
+    home.set("presetsavepath13", folder.path());
     rig.editor().openHeadless();
     ASSERT_EQ(rig.editor().getPresetMenus(reverbCategory).size(), 1u);
     MFOptionMenu* browser = rig.editor().getPresetMenus(reverbCategory)[0];
@@ -230,9 +240,10 @@ TEST(EditorMenus, EffectBrowserSavesIntoItsFolderAndListsTheFileAfterwards) {
 
 // Without any dialog program the save reports it and changes nothing.
 TEST(EditorMenus, SaveWithoutADialogReportsAndChangesNothing) {
+    const OwnHome home;
     TempFolder folder;
-    const SettingOverride loadFolder("presetpath13", folder.path());
     EditorRig rig;
+    home.set("presetpath13", folder.path());
     rig.dialog.available = false;
     rig.editor().openHeadless();
     MFOptionMenu* browser = rig.editor().getPresetMenus(reverbCategory)[0];
@@ -251,9 +262,10 @@ TEST(EditorMenus, SaveWithoutADialogReportsAndChangesNothing) {
 // The effect's next button steps through the browser's files in the order it shows them,
 // wrapping at the end.
 TEST(EditorMenus, NextButtonStepsThroughTheBrowser) {
+    const OwnHome home;
     TempFolder folder;
-    const SettingOverride loadFolder("presetpath13", folder.path());
     EditorRig rig;
+    home.set("presetpath13", folder.path());
     rig.editor().openHeadless();
     for (const char* name : {"b", "A", "c"}) {
         rig.plugin().setParameter(67, float(name[0] & 0x1f) / 32.0f);
@@ -275,4 +287,31 @@ TEST(EditorMenus, NextButtonStepsThroughTheBrowser) {
     }
     EXPECT_EQ(seen, (std::vector<std::string>{"A", "b", "c", "A"}));
     EXPECT_FLOAT_EQ(rig.plugin().getParameter(67), float('A' & 0x1f) / 32.0f);
+}
+
+// The text popup offers the same two lines in words: "midi Learn" arms the control that
+// opened it, "clear" lets its controllers go.
+TEST(EditorMenus, TextPopupLearnsAndClears) {
+    EditorRig rig;
+    rig.editor().openHeadless();
+    MFOptionMenu* popup = rig.editor().getTextLearnMenu();
+    ASSERT_NE(popup, nullptr);
+    EXPECT_EQ(popup->getTag(), 1000000);
+    std::string first, second;
+    popup->getEntry(0, first);
+    popup->getEntry(1, second);
+    EXPECT_EQ(first, "midi Learn");
+    EXPECT_EQ(second, "clear");
+
+    const CPoint where(200, 200);
+    popup->openModal(2, &where, 67);
+    ASSERT_EQ(rig.frame().getModalControl(), popup);
+    rig.click(rig.centre(popup->lineRect(0)));
+    EXPECT_EQ(int32_t(rig.plugin().getMidiInput().learnTag), 67);
+    EXPECT_EQ(int32_t(rig.plugin().getMidiInput().learnSub), 0);
+
+    ASSERT_TRUE(rig.plugin().getMidiInput().assignByMenuPlace(67, 0, 30));
+    popup->openModal(2, &where, 67);
+    rig.click(rig.centre(popup->lineRect(1)));
+    EXPECT_EQ(entriesFor(rig.plugin().getMidiMaps(), 67), 0);
 }

@@ -107,12 +107,13 @@ TEST(OptionMenu, BrowserListsSortedFilesAndSubFolders) {
     MenuFixture f;
     MFOptionMenu* menu = f.addMenu(CRect(10, 10, 140, 25), mainStyle);
     menu->fillPresets(folder.path().c_str(), "srb");
-    EXPECT_EQ(f.titles(*menu),
-              (std::vector<std::string>{"Save Preset", "--Presets--", "Sub", "A", "b", "c"}));
-    ASSERT_NE(menu->getSubMenu(2), nullptr);
-    EXPECT_EQ(menu->getSubMenu(2)->getNbEntries(), 1);
-    EXPECT_EQ(menu->getSubMenu(2)->getStyle() & 0x3009, 0x3009);
-    EXPECT_EQ(menu->findEntry("c"), 5);
+    EXPECT_EQ(f.titles(*menu), (std::vector<std::string>{"Save Preset", "--Presets--", "Empty",
+                                                         "Sub", "A", "b", "c"}));
+    ASSERT_NE(menu->getSubMenu(3), nullptr);
+    EXPECT_EQ(menu->getSubMenu(3)->getNbEntries(), 1);
+    EXPECT_EQ(menu->getSubMenu(3)->getStyle() & 0x3009, 0x3009);
+    EXPECT_EQ(menu->getSubMenu(2)->getNbEntries(), 0) << "a folder without presets";
+    EXPECT_EQ(menu->findEntry("c"), 6);
     EXPECT_EQ(menu->findEntry("notes"), -1);
 }
 

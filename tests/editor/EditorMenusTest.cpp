@@ -274,7 +274,6 @@ TEST(EditorMenus, NextButtonStepsThroughTheBrowser) {
     }
     MFOptionMenu* browser = rig.editor().getPresetMenus(reverbCategory)[0];
     browser->fillPresets(folder.path().c_str(), "srb");
-    rig.plugin().getPresetNames(); // the last save named it "c"
     MFControl next(CRect(), &rig.editor(), reverbNextTag, rig.editor().getFrame());
     std::vector<std::string> seen;
     for (int i = 0; i < 4; ++i) {
@@ -314,4 +313,63 @@ TEST(EditorMenus, TextPopupLearnsAndClears) {
     popup->openModal(2, &where, 67);
     rig.click(rig.centre(popup->lineRect(1)));
     EXPECT_EQ(entriesFor(rig.plugin().getMidiMaps(), 67), 0);
+}
+
+// A browser with the "Select Folder" and "Load Preset" lines: both ask the dialog. The
+// folder of the file chosen becomes the category's folder, and the browsers of the
+// category list it; the file chosen to load is loaded. With no dialog both report and
+// change nothing.
+TEST(EditorMenus, SelectFolderAndLoadPresetGoThroughTheDialog) {
+    const OwnHome home;
+    TempFolder first, second;
+    EditorRig rig;
+    home.set("presetpath13", first.path());
+    rig.editor().openHeadless();
+    ASSERT_TRUE(rig.plugin().getPresetManager().savePreset((second.path() + "Vault.srb").c_str(),
+                                                           reverbCategory, "srb"));
+    const int32_t style = MFOptionMenu::stylePresetBrowser | MFOptionMenu::styleSelectFolder |
+                          MFOptionMenu::styleSavePreset | MFOptionMenu::styleLoadPreset |
+                          MFOptionMenu::styleHeader;
+    auto* menu = new MFOptionMenu(CRect(10, 10, 100, 25), &rig.editor(), reverbPresetTag,
+                                  rig.editor().getFrame(), nullptr, nullptr, style);
+    rig.frame().addView(menu);
+    menu->fillPresets(first.path().c_str(), "srb");
+    ASSERT_EQ(menu->getNbEntries(), 4);
+    MFOptionMenu* browser = rig.editor().getPresetMenus(reverbCategory)[0];
+    EXPECT_EQ(browser->findEntry("Vault"), -1);
+
+    rig.dialog.answer = second.path() + "Vault.srb";
+    menu->setValue(0.0f); // "Select Folder"
+    rig.editor().valueChanged(menu);
+    ASSERT_EQ(rig.dialog.modes.size(), 1u);
+    EXPECT_EQ(rig.dialog.modes[0], MFFileDialog::Mode::open);
+    EXPECT_EQ(rig.dialog.folders[0], first.path());
+    EXPECT_EQ(browser->getFolder(), second.path());
+    EXPECT_EQ(browser->findEntry("Vault"), 2);
+    EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "Vault") << "only from the save";
+
+    rig.plugin().setParameter(67, 0.125f);
+    rig.plugin().getPresetManager().savePreset((second.path() + "Other.srb").c_str(),
+                                               reverbCategory, "srb");
+    rig.plugin().setParameter(67, 0.5f);
+    rig.dialog.answer = second.path() + "Other.srb";
+    menu->setValue(2.0f); // "Load Preset"
+    rig.editor().valueChanged(menu);
+    ASSERT_EQ(rig.dialog.modes.size(), 2u);
+    EXPECT_EQ(rig.dialog.modes[1], MFFileDialog::Mode::open);
+    EXPECT_EQ(rig.dialog.extensions[1], "srb");
+    EXPECT_FLOAT_EQ(rig.plugin().getParameter(67), 0.125f);
+    EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "Other");
+
+    rig.dialog.available = false;
+    notices.clear();
+    MFMessageService::setHandler(&recordNotices);
+    menu->setValue(0.0f);
+    rig.editor().valueChanged(menu);
+    menu->setValue(2.0f);
+    rig.editor().valueChanged(menu);
+    MFMessageService::setHandler(nullptr);
+    EXPECT_EQ(notices.size(), 2u);
+    EXPECT_EQ(browser->getFolder(), second.path());
+    EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "Other");
 }

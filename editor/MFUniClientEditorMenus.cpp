@@ -31,6 +31,7 @@ constexpr int32_t learnWidth = 77, learnTextSize = 16;
 // The row-mode lists come in pairs (list, highlight) in the order of the tables' bitmaps.
 constexpr int32_t firstRowListBitmap = 1092, firstTableBitmap = 1004;
 constexpr int32_t rowLineHeight = 15;
+constexpr int32_t defaultRowLines = 6; // a list whose picture failed to load
 constexpr int32_t mainTextSize = 17, mainFontSize = 12;
 constexpr int32_t effectTextSize = 15, effectFontSize = 10;
 constexpr int32_t browserMaxWidth = 320;
@@ -144,7 +145,7 @@ MFOptionMenu* MFUniClientEditor::addRowMenu(const ControlRow& row, int32_t listB
     // One line for each row of the picture; its value is the line.
     const int32_t lines = list && list->isLoaded()   ? list->getHeight() / rowLineHeight
                           : row.tag == filterKindTag ? filterKinds
-                                                     : 6;
+                                                     : defaultRowLines;
     for (int32_t i = 0; i < lines; ++i)
         menu->addEntry("entry");
     menu->setTextSize(rowLineHeight);

@@ -266,12 +266,11 @@ TEST_F(MenusThroughHost, FactoryPresetFromTheMainBrowserIsHeard) {
 
     std::ifstream in(file, std::ios::binary);
     const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), {});
-    PluginHost direct;
-    ASSERT_TRUE(direct.load(EDITOR_PLUGIN_PATH)) << direct.lastError();
-    direct.start(rate, 512);
-    const std::vector<float> untouched = render(direct, int64_t(rate) * 2);
-    direct.stop();
-    direct.start(rate, 512); // buffers cleared, the transport from the start again
+    // Two more instances: one left at its start state, one given the file's bytes.
+    PluginHost untouchedHost;
+    ASSERT_TRUE(untouchedHost.load(EDITOR_PLUGIN_PATH)) << untouchedHost.lastError();
+    untouchedHost.start(rate, 512);
+    const std::vector<float> untouched = render(untouchedHost, int64_t(rate) * 2);
     PluginHost fresh;
     ASSERT_TRUE(fresh.load(EDITOR_PLUGIN_PATH)) << fresh.lastError();
     fresh.start(rate, 512);

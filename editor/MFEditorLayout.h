@@ -19,7 +19,7 @@ enum class ViewClass : uint8_t {
     levelMeter,
     localLink, // opens the manual
     webLink,
-    optionMenuPlace, // the option menus are not built yet: the place stays empty
+    optionMenuPlace, // an option menu: the editor makes the one of the tag (its menus file)
     tableViewPlace,  // the step and event tables likewise
     zoneViewPlace,   // the lanes: filled by the zone view
 };

@@ -63,6 +63,7 @@ void MFUniClientEditor::buildFrame(CSystemWindow* systemWindow) {
         font = std::make_unique<CFontDesc>("Arial", fontSize);
     frame->setFont(font.get());
     redrawsSeen = plugin.getPanels().redrawCount();
+    refreshPresetNames();
     buildLayout();
     frame->setDirty();
 }
@@ -88,6 +89,11 @@ void MFUniClientEditor::close() {
     controls.clear();
     for (MFZoneView*& view : zoneViews)
         view = nullptr;
+    learnMenu = nullptr;
+    textLearnMenu = nullptr;
+    learnList.clear();
+    for (std::vector<MFOptionMenu*>& list : lanePresetLists)
+        list.clear();
     window.close();
     parentId = 0;
     windowLost = false;
@@ -113,6 +119,7 @@ void MFUniClientEditor::idle() {
         playheadPixel = playheadFraction * laneWidth;
         updatePageMarker();
         updateStateRows();
+        refreshPresetNames();
         const uint32_t redraws = plugin.getPanels().redrawCount();
         if (redraws != redrawsSeen) {
             redrawsSeen = redraws;

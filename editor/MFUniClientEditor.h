@@ -1,6 +1,7 @@
 #pragma once
 
 #include "editor/MFEditorBase.h"
+#include "editor/controls/MFOptionMenuExtraCallBack.h"
 #include "editor/toolkit/CControlListener.h"
 #include "editor/toolkit/CEditorInterface.h"
 #include "editor/toolkit/CFontDesc.h"
@@ -10,6 +11,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 class CBitmap;
@@ -22,6 +24,7 @@ struct EffectGroupRow;
 } // namespace mflayout
 class MFKnob;
 class MFLevelMeterPic;
+class MFOptionMenu;
 class MFSystemInfo;
 class MFUniClient;
 class MFZoneView;
@@ -37,7 +40,8 @@ class MFUniClientEditor : public MFEditorBase,
                           public CControlListener,
                           public CEditorInterface,
                           public CSystemWindow,
-                          public MFWindowEvents {
+                          public MFWindowEvents,
+                          public MFOptionMenuExtraCallBack {
 public:
     static constexpr int16_t width = 770;
     static constexpr int16_t height = 525;
@@ -72,6 +76,9 @@ public:
 
     // CControlListener
     void valueChanged(CControl* control) override;
+    // MFOptionMenuExtraCallBack: the learn popups open with their first line lit.
+    bool menuOpened(MFOptionMenu* menu) override;
+    void menuClosed(MFOptionMenu* menu) override;
     // CEditorInterface: gestures reach the host for its own parameters only.
     void beginEdit(int32_t tag) override;
     void endEdit(int32_t tag) override;
@@ -81,6 +88,12 @@ public:
     // The control built for a tag, or null (the learn popup, menus and tables not yet).
     MFControl* findControl(int32_t tag) const;
     MFViewContainer* getAboutPanel() const { return aboutPanel; }
+    // The MIDI learn popup that the learning controls open; null while closed.
+    MFOptionMenu* getLearnMenu() const { return learnMenu; }
+    MFOptionMenu* getTextLearnMenu() const { return textLearnMenu; }
+    static constexpr int32_t presetCategoryCount = 15;
+    // The browsers of a preset category (0 the whole state, 1..14 the effects).
+    const std::vector<MFOptionMenu*>& getPresetMenus(int32_t category) const;
     float getPlayheadPixel() const { return playheadPixel; }
     // Null until the first open.
     const CFontDesc* getFont() const { return font.get(); }
@@ -115,6 +128,22 @@ private:
     // The lanes' place in the drawing order: the zone view joins here.
     void addLaneView(int32_t tag, const CRect& rect, int32_t bitmap, int32_t laneIndex);
     void buildAboutPanel();
+    // The option menus (MFUniClientEditorMenus.cpp).
+    MFControl* addOptionMenu(const mflayout::ControlRow& row);
+    MFOptionMenu* addPresetMenu(const mflayout::ControlRow& row, int32_t category,
+                                const char* extension, int32_t style);
+    MFOptionMenu* addRowMenu(const mflayout::ControlRow& row, int32_t listBitmap,
+                             int32_t highlightBitmap);
+    void addTextLearnMenu();
+    void connectLearnMenu();
+    void refreshPresetNames();
+    void refillPresetMenus(int32_t category);
+    std::string presetFolder(int32_t category) const;
+    // The routing of the menus' choices; false for a control that is no menu of these.
+    bool routeMenu(CControl* control);
+    void presetMenuChosen(MFOptionMenu& menu, int32_t category, const char* extension);
+    void selectPresetFolder(MFOptionMenu& menu, int32_t category, const char* extension);
+    bool stepPresetByMenu(int32_t category, const char* extension, bool forward);
     void updatePageMarker();
     // The pattern and status rows from the plug-in's state, once an idle.
     void updateStateRows();
@@ -144,4 +173,11 @@ private:
     MFRelaxed<float> patternRow = 0.0f;
     MFRelaxed<float> statusRow = 0.0f;
     MFZoneView* zoneViews[zoneViewCount] = {};
+    MFOptionMenu* learnMenu = nullptr;
+    MFOptionMenu* textLearnMenu = nullptr;
+    // Controls that offer MIDI learn, gathered while building.
+    std::vector<MFControl*> learnList;
+    std::vector<MFOptionMenu*> lanePresetLists[presetCategoryCount];
+    // The plug-in's preset names as the browsers show them, copied at idle.
+    std::string shownPresetNames[presetCategoryCount];
 };

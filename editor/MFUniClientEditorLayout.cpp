@@ -97,6 +97,7 @@ MFControl* MFUniClientEditor::addControl(const ControlRow& row, bool onTop) {
         knob->setHidden(row.viewClass == ViewClass::hiddenKnob);
         knob->setHorizontal(row.tag == swingTag);
         made = knob;
+        learnList.push_back(knob);
         break;
     }
     case ViewClass::display:
@@ -122,6 +123,8 @@ MFControl* MFUniClientEditor::addControl(const ControlRow& row, bool onTop) {
         auto* button = new MFButton(row.rect, this, row.tag, frame, bitmap, row.buttonMode);
         button->bind(bound);
         made = button;
+        if (row.buttonMode == MFButton::toggle)
+            learnList.push_back(button);
         break;
     }
     case ViewClass::image: {
@@ -143,10 +146,11 @@ MFControl* MFUniClientEditor::addControl(const ControlRow& row, bool onTop) {
     }
     case ViewClass::localLink:
     case ViewClass::webLink: // only in the about panel
-    case ViewClass::optionMenuPlace:
     case ViewClass::tableViewPlace:
         // The menus and tables come later; their tags are routed already.
         return nullptr;
+    case ViewClass::optionMenuPlace:
+        return addOptionMenu(row);
     case ViewClass::zoneViewPlace:
         addLaneView(row.tag, row.rect, row.bitmap, -1);
         return nullptr;
@@ -307,6 +311,8 @@ void MFUniClientEditor::buildAboutPanel() {
 }
 
 void MFUniClientEditor::buildLayout() {
+    addTextLearnMenu();
+    learnList.clear();
     buildAboutPanel();
 
     for (const EffectGroupRow& g : effectGroups)
@@ -333,6 +339,7 @@ void MFUniClientEditor::buildLayout() {
                 addControl(outputControls[c]);
     }
 
+    connectLearnMenu();
     for (MFControl* view : onTopViews)
         frame->addView(view);
     onTopViews.clear();

@@ -12,17 +12,6 @@ using namespace mfrouting;
 namespace {
 // The plug-in's mouse area states: pattern keys, the effect column, the tempo modes.
 constexpr int32_t patternKeysArea = 0, columnArea = 1, tempoArea = 2;
-
-// Which preset stepping button of which effect a tag is: -1 previous, 1 next, 0 neither.
-int32_t presetStep(int32_t tag, int32_t& category) {
-    for (const mflayout::EffectGroupRow& g : mflayout::effectGroups) {
-        if (tag == g.previousTag || tag == g.nextTag) {
-            category = mflane::presetCategory[g.lane];
-            return tag == g.nextTag ? 1 : -1;
-        }
-    }
-    return 0;
-}
 } // namespace
 
 void MFUniClientEditor::valueChanged(CControl* control) {
@@ -34,8 +23,11 @@ void MFUniClientEditor::valueChanged(CControl* control) {
             plugin.getMouseArea(area).setField(f, mouse->getState()[f]);
     };
 
-    int32_t category = 0;
-    const int32_t step = presetStep(tag, category);
+    // The menus first: the learn popups, the browsers and the steps through them.
+    if (routeMenu(control)) {
+        control->setDirty();
+        return;
+    }
     if (tag == patternKeysTag) {
         copyArea(patternKeysArea);
         plugin.setParameterAutomated(tag, value);
@@ -43,14 +35,6 @@ void MFUniClientEditor::valueChanged(CControl* control) {
         plugin.setParameterAutomated(tag, value * bypassScale);
     } else if (tag > 0 && tag < MFUniClient::hostParameterCount) {
         plugin.setParameterAutomated(tag, value);
-    } else if (step != 0) {
-        if (value == 1.0f) {
-            if (step > 0)
-                plugin.getPresetManager().nextPreset(category);
-            else
-                plugin.getPresetManager().previousPreset(category);
-            plugin.notifyHostDisplay();
-        }
     } else if (tag == columnTag) {
         copyArea(columnArea);
         plugin.setParameter(tag, value);
@@ -67,7 +51,7 @@ void MFUniClientEditor::valueChanged(CControl* control) {
             plugin.notifyHostDisplay();
         }
     } else {
-        // The preset menus, the learn popups and the tables arrive with their views.
+        // The table views arrive with their own routing.
         plugin.setParameter(tag, value * scaleOf(tag));
     }
     control->setDirty();

@@ -210,6 +210,15 @@ bool MFMidiInput::armLearn(int32_t tag, int32_t sub) {
     });
 }
 
+bool MFMidiInput::armLearnPair(int32_t tag, int32_t sub) {
+    return changeMaps([&] {
+        maps.removePair(tag, sub);
+        learnSub = sub;
+        learnTag = tag;
+        learnArmed.set(true);
+    });
+}
+
 bool MFMidiInput::clearAssignment(int32_t tag) {
     return changeMaps([&] { maps.removeTag(tag); });
 }

@@ -43,6 +43,9 @@ public:
     // Main thread, from the editor's learn menu. armLearn and the assignment return
     // false when the audio thread could not be held off; nothing changed then.
     bool armLearn(int32_t tag, int32_t sub);
+    // The editor's learn: only the entries of this tag and sub go, so that learning one
+    // row of a table keeps the controllers of its other rows.
+    bool armLearnPair(int32_t tag, int32_t sub);
     bool clearAssignment(int32_t tag);
     // place: the controller's place in the name menu, 0..126.
     bool assignByMenuPlace(int32_t tag, int32_t sub, int32_t place);

@@ -32,11 +32,20 @@ struct MFMidiMaps {
 
     // Removes every entry of the tag from all lists; returns how many went.
     int32_t removeTag(int32_t tag) {
+        return removeIf([tag](const MFMapEntry& e) { return e.tag == tag; });
+    }
+    // Removes the entries of one tag and sub pair, leaving the tag's other rows.
+    int32_t removePair(int32_t tag, int32_t sub) {
+        return removeIf([tag, sub](const MFMapEntry& e) { return e.tag == tag && e.sub == sub; });
+    }
+
+private:
+    template <typename Match> int32_t removeIf(Match&& match) {
         int32_t removed = 0;
         auto strip = [&](std::vector<MFMapEntry>& list) {
             std::size_t kept = 0;
             for (const MFMapEntry& e : list)
-                if (e.tag != tag)
+                if (!match(e))
                     list[kept++] = e;
             removed += int32_t(list.size() - kept);
             list.resize(kept);

@@ -202,6 +202,17 @@ public:
     const MFStutter& getStutter() const { return stutter; }
     MFStepTableModulator& getModulator(int32_t lane) { return modulator(lane); }
     const std::vector<std::string>& getPresetNames() const { return presetNames; }
+    // The editor's copy of the preset names, taken only when no load holds them (the
+    // user-interface thread never waits on a load); false when nothing was copied.
+    bool tryCopyPresetNames(std::string* out, std::size_t count) {
+        std::unique_lock<std::recursive_mutex> lock(stateLock, std::try_to_lock);
+        if (!lock.owns_lock())
+            return false;
+        for (std::size_t i = 0; i < count && i < presetNames.size(); ++i)
+            if (out[i] != presetNames[i])
+                out[i] = presetNames[i];
+        return true;
+    }
     int32_t getFolderIndex() const { return codec.folderIndex; }
     MFPresetManager& getPresetManager() { return presetManager; }
     MFPresetLibrary& getPresetLibrary() { return presetLibrary; }

@@ -41,6 +41,7 @@ public:
     // empty. Its folders join the user's in the dialogs and in previous and next; saves
     // never start in it.
     void setFactoryRoot(const std::string& root);
+    MFFileDialog& getFileDialog() const { return *dialog; }
 
 private:
     static bool validCategory(int32_t category);

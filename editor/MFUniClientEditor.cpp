@@ -63,7 +63,7 @@ void MFUniClientEditor::buildFrame(CSystemWindow* systemWindow) {
         font = std::make_unique<CFontDesc>("Arial", fontSize);
     frame->setFont(font.get());
     redrawsSeen = plugin.getPanels().redrawCount();
-    refreshPresetNames();
+    // The preset names come at the first idle, inside the editor's pass.
     buildLayout();
     frame->setDirty();
 }

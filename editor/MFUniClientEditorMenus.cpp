@@ -186,8 +186,8 @@ bool MFUniClientEditor::menuOpened(MFOptionMenu* menu) {
 void MFUniClientEditor::menuClosed(MFOptionMenu*) {}
 
 void MFUniClientEditor::refreshPresetNames() {
-    // Skipped for this idle while a load holds the names.
-    plugin.tryCopyPresetNames(shownPresetNames, presetCategoryCount);
+    // Called inside the idle's pass: no load from another thread runs meanwhile.
+    plugin.copyPresetNames(shownPresetNames, presetCategoryCount);
 }
 
 void MFUniClientEditor::refillPresetMenus(int32_t category) {

@@ -623,13 +623,7 @@ void MFUniClient::programChange(int32_t number) {
 void MFUniClient::loadProgramChange(int32_t number) {
     // The editor's pass under way ends first; the next one stays out until the load is
     // done and redraws what it replaced. The state lock comes after: a pass may take it.
-    loaderInside.store(true, std::memory_order_seq_cst);
-    struct LoaderLeaves {
-        std::atomic<bool>& flag;
-        ~LoaderLeaves() { flag.store(false, std::memory_order_seq_cst); }
-    } leaves{loaderInside};
-    while (editorInside.load(std::memory_order_seq_cst))
-        editorInside.wait(true, std::memory_order_seq_cst);
+    const EditorExclusion exclusion(*this, false);
     std::lock_guard<std::recursive_mutex> lock(stateLock);
     MFChunk* preset = presetLibrary.midiProgram(number);
     if (!preset)
@@ -641,13 +635,7 @@ void MFUniClient::loadProgramChange(int32_t number) {
 
 void MFUniClient::runActions(uint32_t actions) {
     // Kept apart from the editor's pass and the main thread's loads, as a load is.
-    loaderInside.store(true, std::memory_order_seq_cst);
-    struct LoaderLeaves {
-        std::atomic<bool>& flag;
-        ~LoaderLeaves() { flag.store(false, std::memory_order_seq_cst); }
-    } leaves{loaderInside};
-    while (editorInside.load(std::memory_order_seq_cst))
-        editorInside.wait(true, std::memory_order_seq_cst);
+    const EditorExclusion exclusion(*this, false);
     std::lock_guard<std::recursive_mutex> lock(stateLock);
     runActionsHere(actions);
 }
@@ -668,8 +656,28 @@ void MFUniClient::writeState(MFChunk& chunk, int32_t category) {
     codec.writeState(chunk, category);
 }
 
+MFUniClient::EditorExclusion::EditorExclusion(MFUniClient& client, bool onAudioThread)
+    : owner(client) {
+    // The audio thread never waits; the editor's own thread is never inside another pass.
+    if (onAudioThread ||
+        (owner.editorThreadKnown.load(std::memory_order_acquire) &&
+         pthread_equal(pthread_self(), owner.editorThread.load(std::memory_order_relaxed))))
+        return;
+    counted = true;
+    owner.writersInside.fetch_add(1, std::memory_order_seq_cst);
+    while (owner.editorInside.load(std::memory_order_seq_cst))
+        owner.editorInside.wait(true, std::memory_order_seq_cst);
+}
+
+MFUniClient::EditorExclusion::~EditorExclusion() {
+    if (counted)
+        owner.writersInside.fetch_sub(1, std::memory_order_seq_cst);
+}
+
 bool MFUniClient::readState(MFChunk& chunk, int32_t category, bool recallAll, bool silent,
                             bool onAudioThread) {
+    // Before the state lock: a pass under way may itself take it.
+    const EditorExclusion exclusion(*this, onAudioThread);
     std::lock_guard<std::recursive_mutex> lock(stateLock);
     codec.curProgram = curProgram;
     codec.isolateMaps = isolateMaps;

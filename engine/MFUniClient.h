@@ -154,14 +154,18 @@ public:
     void endStructureChange() override { handshake.release(); }
     // Whether the audio thread is silenced for a structure change or a load.
     bool isLoading() const { return handshake.held(); }
-    // The editor's pass (its events, edits and drawing) and a MIDI program change's load
-    // on the loader's thread keep out of each other without a lock. The editor never
-    // waits: while a load runs enterEditorPass says no, and the editor leaves its events
-    // for the next idle. A load waits for a pass under way to end, which takes a few
-    // milliseconds at most.
+    // The editor's pass (its events, edits and drawing) and a state change from another
+    // thread (a MIDI program change's load, a pattern button from the audio thread, a
+    // host's load off its user-interface thread) keep out of each other without a lock.
+    // The editor never waits: while a change runs enterEditorPass says no, and the editor
+    // leaves its events for the next idle. A change waits for a pass under way to end,
+    // which takes a few milliseconds at most. Changes on the editor's own thread need no
+    // guard: they run between passes or inside one.
     bool enterEditorPass() {
+        editorThread.store(pthread_self(), std::memory_order_relaxed);
+        editorThreadKnown.store(true, std::memory_order_release);
         editorInside.store(true, std::memory_order_seq_cst);
-        if (loaderInside.load(std::memory_order_seq_cst)) {
+        if (writersInside.load(std::memory_order_seq_cst) != 0) {
             leaveEditorPass();
             return false;
         }
@@ -202,16 +206,12 @@ public:
     const MFStutter& getStutter() const { return stutter; }
     MFStepTableModulator& getModulator(int32_t lane) { return modulator(lane); }
     const std::vector<std::string>& getPresetNames() const { return presetNames; }
-    // The editor's copy of the preset names, taken only when no load holds them (the
-    // user-interface thread never waits on a load); false when nothing was copied.
-    bool tryCopyPresetNames(std::string* out, std::size_t count) {
-        std::unique_lock<std::recursive_mutex> lock(stateLock, std::try_to_lock);
-        if (!lock.owns_lock())
-            return false;
+    // The editor's copy of the preset names, taken inside its pass, where no change
+    // from another thread runs.
+    void copyPresetNames(std::string* out, std::size_t count) const {
         for (std::size_t i = 0; i < count && i < presetNames.size(); ++i)
             if (out[i] != presetNames[i])
                 out[i] = presetNames[i];
-        return true;
     }
     int32_t getFolderIndex() const { return codec.folderIndex; }
     MFPresetManager& getPresetManager() { return presetManager; }
@@ -431,7 +431,21 @@ private:
     // The thread that runs the blocks, as last seen by processReplacing.
     std::atomic<pthread_t> audioThread{};
     std::atomic<bool> audioThreadKnown{false};
-    std::atomic<bool> loaderInside{false};
+    std::atomic<int32_t> writersInside{0};
+    std::atomic<pthread_t> editorThread{};
+    std::atomic<bool> editorThreadKnown{false};
+    // A state change's side of the editor's pass, for the scope of one change.
+    class EditorExclusion {
+    public:
+        EditorExclusion(MFUniClient& client, bool onAudioThread);
+        ~EditorExclusion();
+        EditorExclusion(const EditorExclusion&) = delete;
+        EditorExclusion& operator=(const EditorExclusion&) = delete;
+
+    private:
+        MFUniClient& owner;
+        bool counted = false;
+    };
     // Last, so that it is gone before anything its thread could reach.
     MFProgramLoader programLoader{*this};
 };

@@ -104,7 +104,7 @@ TEST(BitCrush, QuantisationStepsAndTransparency) {
 }
 
 // Linear mix: half wet of 0.3 quantised to 0.25 gives 0.275 (equal power would give 0.389).
-TEST(BitCrush, MixIsLinearAndZeroMixStandsStill) {
+TEST(BitCrush, MixIsLinear) {
     TestContext c;
     MFBitCrushVeld2 crush(id, c.info);
     crush.setParameter(0, 1.0f); // quantum 1/8
@@ -115,49 +115,7 @@ TEST(BitCrush, MixIsLinearAndZeroMixStandsStill) {
     driver.run(l, r);
     EXPECT_NEAR(l[300], 0.275f, 1e-6f);
     EXPECT_NEAR(r[300], -0.275f, 1e-6f);
-
-    // Mix 0 with the ramp at rest: the samples and the filters stay as they were.
-    driver.setMix(0.0f);
-    std::vector<float> warm(256, 0.3f), warmR(256, 0.3f);
-    driver.run(warm, warmR); // ramp to 0
-    const MFDoubleFilter before = crush.getInputFilter(0);
-    std::vector<float> in = signal::noise(1024, 9), l2 = in, r2 = in;
-    driver.run(l2, r2);
-    EXPECT_EQ(0, std::memcmp(l2.data(), in.data(), in.size() * sizeof(float)));
-    EXPECT_EQ(crush.getInputFilter(0).band, before.band);
-    EXPECT_EQ(crush.getInputFilter(0).low, before.low);
 }
-
-// The distortion branch at full drive: output stays bounded (the clip holds the
-// branch at 2.5 before a 0.1 gain) and finite at every supported rate, and the quiet
-// tail that follows is free of denormals.
-TEST(BitCrush, ExtremeSettingsStayFiniteBoundedAndDenormalFree) {
-    for (float rate : {22050.0f, 44100.0f, 96000.0f, 176000.0f}) {
-        TestContext c(rate);
-        MFBitCrushVeld2 crush(id, c.info);
-        crush.setParameter(0, 0.0f);
-        crush.setParameter(1, 0.0f);
-        crush.setParameter(2, 1.0f);
-        crush.updateBuffers(false);
-        EffectDriver driver(crush, -1);
-        driver.setRunPattern({1, 63, 29, 64});
-        const std::size_t n = std::size_t(rate * 1.5f);
-        std::vector<float> l = signal::noise(n, 5), r = signal::noise(n, 6);
-        for (std::size_t i = n / 2; i < n; ++i)
-            l[i] = r[i] = 0.0f;
-        driver.run(l, r);
-        EXPECT_TRUE(signal::allFinite(l.data(), n));
-        EXPECT_TRUE(signal::allFinite(r.data(), n));
-        EXPECT_LT(signal::peak(l.data(), n), 2.0f);
-        EXPECT_EQ(signal::denormalCount(l.data(), n), 0u);
-        EXPECT_EQ(signal::denormalCount(r.data(), n), 0u);
-        EXPECT_TRUE(std::isfinite(crush.getInputFilter(0).band));
-    }
-}
-
-} // namespace
-
-namespace {
 
 // A new word length reaches the held sample at once: in the middle of an 80-sample
 // hold the output drops from 0.3 to its 1/8 step 0.25 on the very next sample.

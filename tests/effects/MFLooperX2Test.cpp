@@ -109,23 +109,6 @@ TEST(MFLooperX2, ParametersNamesDisplaysAndMappings) {
     EXPECT_EQ(fx.getParameterValue(0), 0.6f);
 }
 
-TEST(MFLooperX2, ClosedGateIsTransparentAndRecordsNothing) {
-    TestContext ctx;
-    MFLooperX2 fx(182, ctx.info);
-    EffectDriver drive(fx, gate);
-    drive.setRunPattern({3, 64, 1});
-    auto left = signal::noise(30000, 1), right = signal::noise(30000, 2);
-    auto l = left, r = right;
-    drive.run(l, r);
-    EXPECT_EQ(l, left);
-    EXPECT_EQ(r, right);
-    // Nothing was recorded while closed: opening the gate on silence plays silence.
-    drive.setGate(1.0f);
-    std::vector<float> quiet(20000, 0.0f), quietR(20000, 0.0f);
-    drive.run(quiet, quietR);
-    EXPECT_EQ(signal::peak(quiet.data(), quiet.size()), 0.0f);
-}
-
 TEST(MFLooperX2, FirstSliceHasNoFadeInLaterSlicesFadeIn) {
     TestContext ctx;
     MFLooperX2 fx(182, ctx.info);
@@ -287,36 +270,7 @@ TEST(MFLooperX2, RetriggersDuringWaitSustainAndFadeOut) {
     }
 }
 
-TEST(MFLooperX2, TempoAndRateChangesKeepEverythingFiniteAndInBounds) {
-    const double tempos[] = {45.0, 499.0, 120.0, 61.3, 333.0, 45.0, 499.0};
-    for (const float rate : {22050.0f, 176000.0f}) {
-        TestContext ctx(rate, 499.0);
-        MFLooperX2 fx(182, ctx.info);
-        fx.setParameter(3, 1.0f); // fastest reads, furthest past the recording
-        EffectDriver drive(fx, gate);
-        drive.setRunPattern({64, 1, 17, 40});
-        unsigned seed = 777;
-        auto next = [&seed] {
-            seed = seed * 1664525u + 1013904223u;
-            return float(seed >> 8) / float(1u << 24);
-        };
-        drive.onTick([&](int64_t tick) {
-            if (tick % 29 == 0)
-                drive.setGate(float(tick / 29 % 3));
-            if (tick % 53 == 0)
-                ctx.changeTempo(tempos[tick / 53 % 7]);
-            if (tick % 13 == 0)
-                fx.setParameter(int32_t(tick / 13 % 4), next());
-            if (tick % 41 == 0)
-                fx.setParameter(0, 1.0f);
-        });
-        const int n = int(rate) * 3;
-        auto left = signal::noise(std::size_t(n), 3), right = signal::noise(std::size_t(n), 4);
-        drive.run(left, right);
-        EXPECT_TRUE(signal::allFinite(left.data(), left.size()));
-        EXPECT_TRUE(signal::allFinite(right.data(), right.size()));
-        EXPECT_LT(signal::peak(left.data(), left.size()), 3.0f);
-    }
+TEST(MFLooperX2, ASlowerTempoGrowsTheBuffersForReadsPastTheRecording) {
     // A tempo change from the fastest to the slowest grows the buffers to fit the new bar
     // exactly; bar-long slices at four times the rate then read past the recording,
     // and those reads must stay inside the buffers.

@@ -58,19 +58,6 @@ TEST(ScratchLooper, RecordIsTheLastTwoBeatsOldestFirstWithItsEndFadedAndGuarded)
     EXPECT_EQ(recR[ring + 1], 0.0f);
 }
 
-TEST(ScratchLooper, IdleAndClosedGatePassTheInputUntouched) {
-    TestContext c;
-    MFScratchLooper fx(184, c.info);
-    EffectDriver d(fx, gate);
-    d.setRunPattern({1, 7, 64, 13});
-    auto l = signal::noise(8192, 3), r = signal::noise(8192, 4);
-    const auto l0 = l, r0 = r;
-    d.run(l, r);
-    EXPECT_EQ(l, l0);
-    EXPECT_EQ(r, r0);
-    EXPECT_FALSE(fx.isActive());
-}
-
 TEST(ScratchLooper, GateAndRunningChangeUseTheirOwnSpinFactors) {
     TestContext c;
     MFScratchLooper fx(184, c.info);
@@ -202,48 +189,6 @@ TEST(ScratchLooper, TempoChangeKeepsTheRecordAndChangesOnlyThePendingLength) {
     EXPECT_TRUE(std::equal(before.begin(), before.end(), fx.recordData(0)));
 }
 
-TEST(ScratchLooper, TempoAndRateSweepsAtExtremeKnobsStayFiniteAndInside) {
-    for (float rate : {22050.0f, 44100.0f, 96000.0f, 176000.0f}) {
-        TestContext c(rate, 120.0);
-        MFScratchLooper fx(184, c.info);
-        EffectDriver d(fx, gate);
-        d.setRunPattern({1, 64, 17, 33, 5});
-        const auto input = signal::noise(4096, 5);
-        std::vector<float> l, r;
-        int64_t zone = 0;
-        d.onTick([&](int64_t t) {
-            // Zones of varying length, knobs moved at extremes, the tempo swept 45..499.
-            if (t % 97 == 0)
-                d.setGate(float((++zone % 3)));
-            if (t % 41 == 0) {
-                const float v = float(t % 2);
-                fx.setParameter(MFScratchLooper::fwdSpinIndex, v);
-                fx.setParameter(MFScratchLooper::bwdSpinIndex, 1.0f - v);
-                fx.setParameter(MFScratchLooper::fwdSlopeIndex, v);
-                fx.setParameter(MFScratchLooper::sizeIndex, float(t % 3) * 0.5f);
-            }
-            if (t % 300 == 150)
-                c.changeTempo(t % 600 == 150 ? 45.0 : 499.0);
-        });
-        const std::size_t blocks = std::size_t(rate) * 3 / 4096;
-        for (std::size_t k = 0; k < blocks; ++k) {
-            l = input;
-            r = input;
-            d.run(l, r);
-            ASSERT_TRUE(signal::allFinite(l.data(), l.size()));
-            ASSERT_EQ(signal::denormalCount(l.data(), l.size()), 0u);
-            ASSERT_GE(fx.getLastPosition(), 0.0f);
-            ASSERT_LE(fx.getLastPosition(), float(fx.getRecordLength()));
-        }
-        c.info.setSampleRate(rate == 176000.0f ? 22050.0f : 176000.0f);
-        fx.updateBuffers(false);
-        l = input;
-        r = input;
-        d.run(l, r);
-        EXPECT_TRUE(signal::allFinite(r.data(), r.size()));
-    }
-}
-
 TEST(ScratchLooper, NamesDisplaysAndOptions) {
     TestContext c;
     MFScratchLooper fx(184, c.info);
@@ -281,34 +226,6 @@ TEST(ScratchLooper, NamesDisplaysAndOptions) {
     fx.setParameter(-1, 0.3f);
     EXPECT_EQ(fx.getPendingLength(), pending);
     EXPECT_FLOAT_EQ(fx.getParameterValue(0), 1.0f);
-}
-
-} // namespace
-
-namespace {
-
-// Host block sizes must not change the sound: the pass, the hold and the ring carry
-// across runs. Differences beyond float rounding (1e-5 at unit level) mean lost state.
-TEST(ScratchLooper, RaggedHostBlocksSoundTheSameAsWholeTicks) {
-    std::vector<float> outputs[2];
-    for (int variant = 0; variant < 2; ++variant) {
-        TestContext c;
-        MFScratchLooper fx(184, c.info);
-        EffectDriver d(fx, gate);
-        if (variant == 1)
-            d.setRunPattern({1, 7, 13, 64, 3});
-        d.onTick([&](int64_t t) {
-            d.setGate(t < 800 ? 0.0f : (t < 1500 ? 1.0f : 2.0f));
-            if (t == 1200)
-                fx.setParameter(MFScratchLooper::fwdSpinIndex, 0.9f);
-        });
-        auto l = signal::noise(64 * 2000, 21);
-        auto r = l;
-        d.run(l, r);
-        outputs[variant] = l;
-    }
-    for (std::size_t i = 64 * 802; i < outputs[0].size(); ++i)
-        ASSERT_NEAR(outputs[0][i], outputs[1][i], 1e-5f) << i;
 }
 
 } // namespace

@@ -194,8 +194,8 @@ TEST(VEXFilterResponse, ResponseNeverRisesAboveWhatTheResonanceAsksFor) {
 
 // At resonance 0 no mode, linear or not (the comb of mode 6, the sample and hold of 8 and
 // 9), gives a tone above 16 kHz more level than the bank passes: 1 in bank 0, 1.4 in
-// bank 1 (two copies at 0.7), and a sample and hold no more than its input's peak. Measured as output over input RMS of a sine, after the glide;
-// the 1 % allows for the window's partial period.
+// bank 1 (two copies at 0.7), and a sample and hold no more than its input's peak. Measured as
+// output over input RMS of a sine, after the glide; the 1 % allows for the window's partial period.
 TEST(VEXFilterResponse, NoModeLiftsTheBandAboveSixteenKilohertz) {
     for (float rate : sweepRates()) {
         if (rate < 40000.0f)

@@ -40,37 +40,6 @@ struct Rig {
     }
 };
 
-TEST(MFBeatStretcher, ParametersNamesAndDisplays) {
-    TestContext ctx;
-    MFBeatStretcher fx(177, ctx.info);
-    char text[64];
-    EXPECT_STREQ(fx.getName(), "Stretcher");
-    const char* names[] = {"Amount", "Grainsize", "XFade", "Gate"};
-    const float defaults[] = {0.6f, 1.0f, 0.2f, 0.5f};
-    for (int i = 0; i < 4; ++i) {
-        fx.getParameterName(i, text);
-        EXPECT_STREQ(text, names[i]);
-        EXPECT_FLOAT_EQ(fx.getParameterDefault(i), defaults[i]);
-    }
-    EXPECT_FALSE(fx.isActive());
-    EXPECT_EQ(fx.isEnabled(), 1);
-    EXPECT_TRUE(fx.isBipolar(1));
-    EXPECT_FALSE(fx.isBipolar(0));
-
-    fx.getParameterDisplay(0, 1.0f, text);
-    EXPECT_STREQ(text, "100 %");
-    fx.getParameterDisplay(1, 0.25f, text);
-    EXPECT_STREQ(text, "-50.00 %");
-    fx.getParameterDisplay(2, 0.125f, text);
-    EXPECT_STREQ(text, "12.50 %");
-    fx.getParameterDisplay(3, 0.125f, text);
-    EXPECT_STREQ(text, "");
-
-    const float before = fx.getParameterValue(0);
-    fx.setParameter(9, 0.1f);
-    EXPECT_EQ(fx.getParameterValue(0), before);
-}
-
 TEST(MFBeatStretcher, PrerollIsAboutAnEighthSecondAndTheSmallestGrainIsFixed) {
     for (float rate : {22050.0f, 44100.0f, 48000.0f, 96000.0f, 176000.0f}) {
         TestContext ctx(rate, 120.0);

@@ -37,23 +37,6 @@ double meanHoldSeconds(float rate, float srate) {
     return double(n - skip - 1) / rate / changes;
 }
 
-TEST(BitCrush, NamesDefaultsAndPlaceholderDisplay) {
-    TestContext c;
-    MFBitCrushVeld2 crush(id, c.info);
-    char text[64];
-    crush.getParameterName(0, text);
-    EXPECT_STREQ(text, "bit");
-    crush.getParameterName(1, text);
-    EXPECT_STREQ(text, "srate");
-    crush.getParameterName(2, text);
-    EXPECT_STREQ(text, "dist");
-    EXPECT_FLOAT_EQ(crush.getParameterDefault(1), 0.22f);
-    crush.getParameterDisplay(1, 0.3f, text);
-    EXPECT_STREQ(text, "todo");
-    // Default 0.22 lies in the 17th step of 1/80: a new sample every 80/17 samples at 44.1k.
-    EXPECT_FLOAT_EQ(crush.getRateStep(), 17 * 0.0125f);
-}
-
 // The hold is counted at 44.1 kHz, so the same knob gives the same hold time at any
 // rate. Expected: one new sample every 1 / (steps * 0.0125 * 44100) s; 2 % covers the
 // one-sample jitter of where a hold falls at the higher rate.
@@ -64,9 +47,11 @@ TEST(BitCrush, HoldTimeIsTheSameAt44And96kHz) {
         EXPECT_NEAR(meanHoldSeconds(44100.0f, srate), expected, expected * 0.02) << srate;
         EXPECT_NEAR(meanHoldSeconds(96000.0f, srate), expected, expected * 0.02) << srate;
     }
-    // Just under the top the step is truncated: 0.99 gives 79 steps, not 80.
+    // The default 0.22 lies in the 17th step of 1/80; just under the top the step is
+    // truncated: 0.99 gives 79 steps, not 80.
     TestContext c;
     MFBitCrushVeld2 crush(id, c.info);
+    EXPECT_FLOAT_EQ(crush.getRateStep(), 17 * 0.0125f);
     crush.setParameter(1, 0.99f);
     EXPECT_FLOAT_EQ(crush.getRateStep(), 79 * 0.0125f);
     crush.setParameter(1, 1.0f);

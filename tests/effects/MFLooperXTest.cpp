@@ -1,5 +1,4 @@
 #include "effects/MFLooperX.h"
-#include "effects/MFOptionMenuInterface.h"
 #include "support/EffectHarness.h"
 #include "support/SignalMeasure.h"
 
@@ -22,11 +21,6 @@ float rowValue(int row) {
     return 1.0f - float(row) / 15.0f;
 }
 
-struct Menu : MFOptionMenuInterface {
-    std::vector<std::string> entries;
-    void addEntry(const char* text) override { entries.emplace_back(text); }
-};
-
 // A loop of one sixteenth, full speed, no crossfade and no decay: the plainest repeat.
 void plainLoop(MFLooperX& fx) {
     fx.setParameter(MFLooperX::parameterSize, rowValue(8));
@@ -48,60 +42,6 @@ float bestLagError(const float* a, const float* b, int n, int maxLag) {
 }
 
 } // namespace
-
-TEST(MFLooperX, ParametersNamesDisplaysAndMenus) {
-    TestContext ctx;
-    MFLooperX fx(176, ctx.info);
-    EXPECT_STREQ(fx.getName(), "Looper");
-    EXPECT_EQ(fx.getParameterCount(), 5);
-    const char* names[] = {"Size", "Direction", "XFade", "Decay", "Gate"};
-    const float defaults[] = {0.6f, 1.0f, 0.2f, 0.5f, 0.5f};
-    char text[64];
-    for (int i = 0; i < 5; ++i) {
-        fx.getParameterName(i, text);
-        EXPECT_STREQ(text, names[i]);
-        EXPECT_FLOAT_EQ(fx.getParameterDefault(i), defaults[i]);
-    }
-    fx.getParameterName(5, text);
-    EXPECT_STREQ(text, "unused");
-    // The gate's default is not applied: a fresh effect must not be playing.
-    EXPECT_FALSE(fx.isActive());
-    EXPECT_EQ(fx.getParameterValue(gate), 0.0f);
-    // Default size 0.6 selects the eighth note.
-    EXPECT_EQ(fx.getPendingLength(), 11025);
-
-    fx.getParameterDisplay(0, 1.0f, text);
-    EXPECT_STREQ(text, "bar");
-    fx.getParameterDisplay(0, 0.0f, text);
-    EXPECT_STREQ(text, "1\\128T");
-    // Direction is bipolar: 0.75 is half speed forwards.
-    fx.getParameterDisplay(1, 0.75f, text);
-    EXPECT_STREQ(text, "50.00 %");
-    fx.getParameterDisplay(2, 1.0f, text);
-    EXPECT_STREQ(text, "100 %");
-    fx.getParameterDisplay(3, 0.3f, text);
-    EXPECT_STREQ(text, "");
-    EXPECT_TRUE(fx.isBipolar(1));
-    EXPECT_FALSE(fx.isBipolar(2));
-    EXPECT_FLOAT_EQ(fx.getParameterSteps(0), 16.0f);
-    Menu menu;
-    fx.fillOptions(0, menu);
-    ASSERT_EQ(menu.entries.size(), 16u);
-    EXPECT_EQ(menu.entries.front(), "bar");
-    EXPECT_EQ(menu.entries[4], "1\\4");
-    // The straight-only variant has fewer rows, and the menu follows it.
-    fx.setDivisionSet(1);
-    Menu straight;
-    fx.fillOptions(0, straight);
-    EXPECT_LT(straight.entries.size(), 16u);
-    EXPECT_FLOAT_EQ(fx.getParameterSteps(0), float(straight.entries.size()));
-
-    // An unknown index changes nothing.
-    fx.setParameter(9, 0.3f);
-    EXPECT_EQ(fx.getParameterValue(0), 0.6f);
-    EXPECT_EQ(fx.isEnabled(), 1);
-    EXPECT_EQ(ctx.listeners.size(), 1u);
-}
 
 TEST(MFLooperX, RepeatsTheCapturedStretchAtTheSyncedLength) {
     TestContext ctx;

@@ -124,18 +124,3 @@ TEST(MFPhaser, SyncedRateFollowsTempo) {
     EXPECT_NEAR(phaser.getPhaseStep(), 2.0f * pi * 64.0f / (4.0f * 44100.0f * 60.0f / 499.0f),
                 1e-5f);
 }
-
-TEST(MFPhaser, DisplaysAndMenus) {
-    TestContext ctx;
-    MFPhaser phaser(160, ctx.info);
-    char text[64];
-    phaser.getParameterDisplay(3, 0.667f, text);
-    EXPECT_STREQ(text, "5 Stages");
-    phaser.getParameterDisplay(1, 0.5f, text);
-    EXPECT_STREQ(text, "50.00 %");
-    EXPECT_FLOAT_EQ(phaser.getParameterSteps(3), 8.0f);
-    EXPECT_FLOAT_EQ(phaser.getParameterSteps(0), 16.0f);
-    phaser.setOption(0, 0);
-    phaser.getParameterDisplay(0, 0.2f, text);
-    EXPECT_STREQ(text, "20.00");
-}

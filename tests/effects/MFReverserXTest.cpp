@@ -1,5 +1,4 @@
 #include "effects/MFReverserX.h"
-#include "effects/MFOptionMenuInterface.h"
 #include "support/EffectHarness.h"
 #include "support/SignalMeasure.h"
 
@@ -45,53 +44,6 @@ struct Rig {
         driver.run(outL.data() + openAt, outR.data() + openAt, input.size() - openAt);
     }
 };
-
-TEST(MFReverserX, ParametersNamesAndDisplays) {
-    TestContext ctx;
-    MFReverserX fx(181, ctx.info);
-    char text[64];
-    EXPECT_STREQ(fx.getName(), "Reverser");
-    const char* names[] = {"Size", "XFade", "dec", "trig"};
-    for (int i = 0; i < 4; ++i) {
-        fx.getParameterName(i, text);
-        EXPECT_STREQ(text, names[i]);
-        EXPECT_FLOAT_EQ(fx.getParameterDefault(i), 0.5f);
-    }
-    fx.getParameterName(4, text);
-    EXPECT_STREQ(text, "unused");
-    EXPECT_EQ(fx.isEnabled(), 1);
-    // The gate default is not applied at construction: the effect starts idle.
-    EXPECT_FALSE(fx.isActive());
-
-    fx.getParameterDisplay(0, 1.0f, text);
-    EXPECT_STREQ(text, "bar");
-    fx.getParameterDisplay(0, 0.0f, text);
-    EXPECT_STREQ(text, "1\\128T");
-    fx.getParameterDisplay(1, 0.25f, text);
-    EXPECT_STREQ(text, "25.00 %");
-    fx.getParameterDisplay(2, 0.25f, text);
-    EXPECT_STREQ(text, "");
-    EXPECT_FLOAT_EQ(fx.getParameterSteps(0), 16.0f);
-
-    struct Menu : MFOptionMenuInterface {
-        std::vector<std::string> entries;
-        void addEntry(const char* t) override { entries.emplace_back(t); }
-    } menu;
-    fx.fillOptions(0, menu);
-    ASSERT_EQ(menu.entries.size(), 16u);
-    EXPECT_EQ(menu.entries[2], "1\\2");
-    // The straight-only variant has fewer rows, and the menu and steps follow it.
-    fx.setDivisionSet(MFDivisionSet::straight);
-    Menu straight;
-    fx.fillOptions(0, straight);
-    EXPECT_EQ(float(straight.entries.size()), fx.getParameterSteps(0));
-    EXPECT_LT(straight.entries.size(), 16u);
-
-    // An unknown index changes nothing.
-    const float before = fx.getParameterValue(2);
-    fx.setParameter(7, 0.9f);
-    EXPECT_EQ(fx.getParameterValue(2), before);
-}
 
 TEST(MFReverserX, PlaysEachGrainBackwardsAndKeepsUpWithTime) {
     Rig rig;

@@ -1,5 +1,4 @@
 #include "effects/MFScratchLooper.h"
-#include "effects/MFOptionMenuInterface.h"
 #include "support/EffectHarness.h"
 #include "support/SignalMeasure.h"
 
@@ -13,11 +12,6 @@
 namespace {
 
 constexpr int32_t gate = MFScratchLooper::gateIndex;
-
-struct Menu : MFOptionMenuInterface {
-    std::vector<std::string> entries;
-    void addEntry(const char* text) override { entries.emplace_back(text); }
-};
 
 // b of a pass: a quarter turn over half the pass length.
 float halfSize(int32_t length) {
@@ -187,45 +181,6 @@ TEST(ScratchLooper, TempoChangeKeepsTheRecordAndChangesOnlyThePendingLength) {
     EXPECT_EQ(fx.getScratchLength(), scratch);
     EXPECT_EQ(fx.getRingLength(), int32_t(c.info.samplesPerBeat * 2.0f));
     EXPECT_TRUE(std::equal(before.begin(), before.end(), fx.recordData(0)));
-}
-
-TEST(ScratchLooper, NamesDisplaysAndOptions) {
-    TestContext c;
-    MFScratchLooper fx(184, c.info);
-    EXPECT_STREQ(fx.getName(), "ScratchLooper");
-    char text[64];
-    const char* names[] = {"Size", "Fwd Spin", "Fwd Slope", "Bwd Spin", "Bwd Slope", "Gate"};
-    for (int i = 0; i < 6; ++i) {
-        fx.getParameterName(i, text);
-        EXPECT_STREQ(text, names[i]);
-    }
-    fx.getParameterName(6, text);
-    EXPECT_STREQ(text, "unused");
-    EXPECT_FLOAT_EQ(fx.getParameterDefault(0), 1.0f);
-    EXPECT_FLOAT_EQ(fx.getParameterDefault(5), 0.0f);
-    fx.getParameterDisplay(5, 1.0f, text);
-    EXPECT_STREQ(text, "TODO");
-    fx.getParameterDisplay(0, 1.0f, text);
-    EXPECT_STREQ(text, "1\\2");
-    fx.getParameterDisplay(1, 0.00005f, text);
-    EXPECT_STREQ(text, "-100 %");
-    fx.getParameterDisplay(3, 0.75f, text);
-    EXPECT_STREQ(text, "50.00 %");
-    EXPECT_TRUE(fx.isBipolar(3));
-    EXPECT_FALSE(fx.isBipolar(2));
-    EXPECT_FLOAT_EQ(fx.getParameterSteps(0), 10.0f);
-    Menu menu;
-    fx.fillOptions(0, menu);
-    ASSERT_EQ(menu.entries.size(), 10u);
-    EXPECT_EQ(menu.entries.front(), "1\\2");
-    EXPECT_EQ(menu.entries.back(), "1\\32T");
-    EXPECT_EQ(fx.isEnabled(), 1);
-
-    const int32_t pending = fx.getPendingLength();
-    fx.setParameter(6, 0.3f);
-    fx.setParameter(-1, 0.3f);
-    EXPECT_EQ(fx.getPendingLength(), pending);
-    EXPECT_FLOAT_EQ(fx.getParameterValue(0), 1.0f);
 }
 
 } // namespace

@@ -10,20 +10,6 @@ namespace {
 
 constexpr int32_t id = 183;
 
-TEST(StereoPanAmp, NamesAndEnabled) {
-    TestContext c;
-    MFStereoPanAmp amp(id, c.info);
-    EXPECT_STREQ(amp.getName(), "StereoPanAmp");
-    char text[64];
-    amp.getParameterName(0, text);
-    EXPECT_STREQ(text, "L");
-    amp.getParameterName(1, text);
-    EXPECT_STREQ(text, "R");
-    amp.getParameterName(2, text);
-    EXPECT_STREQ(text, "unused");
-    EXPECT_EQ(amp.isEnabled(), 1);
-}
-
 // A change of gain ramps over one 64-sample tick, the first sample already one step
 // on; the untouched channel keeps its samples exactly.
 TEST(StereoPanAmp, RampReachesTargetInOneTickStartingOneStepIn) {

@@ -69,6 +69,7 @@ TEST(Vinyl, SpeedRowIsNotInvertedAndSetsTheWobblePeriod) {
     TestContext c;
     MFVinyl fx(190, c.info);
     fx.setParameter(MFVinyl::speedIndex, 0.0f);
+    EXPECT_EQ(fx.getLineLength(), 8000);
     EXPECT_EQ(fx.getPeriodSamples(), 88200); // "bar": four beats at 120 bpm
     fx.setParameter(MFVinyl::speedIndex, 1.0f);
     EXPECT_EQ(fx.getPeriodSamples(), int32_t(0.0052083f * 4.0f * 22050.0f)); // "1\128T"
@@ -118,26 +119,6 @@ TEST(Vinyl, GateAfterAPauseRestartsAtTheCrest) {
     EXPECT_NE(running, 0.25f);
     fx.setParameter(gate, 2.0f); // a touching zone does not restart the wobble
     EXPECT_FLOAT_EQ(fx.getPhase(), running);
-}
-
-TEST(Vinyl, NamesDefaultsAndDisplay) {
-    TestContext c;
-    MFVinyl fx(190, c.info);
-    EXPECT_STREQ(fx.getName(), "vinyl");
-    char text[64];
-    fx.getParameterName(0, text);
-    EXPECT_STREQ(text, "speed");
-    fx.getParameterName(2, text);
-    EXPECT_STREQ(text, "slope");
-    for (int i = 0; i < 4; ++i) {
-        fx.getParameterDisplay(i, 0.3f, text);
-        EXPECT_STREQ(text, "todo");
-    }
-    EXPECT_FLOAT_EQ(fx.getParameterDefault(0), 0.8499f);
-    EXPECT_FLOAT_EQ(fx.getParameterDefault(2), 0.9799f);
-    EXPECT_FLOAT_EQ(fx.getParameterDefault(3), 1.0f);
-    EXPECT_EQ(fx.getLineLength(), 8000);
-    EXPECT_EQ(fx.isEnabled(), 1);
 }
 
 } // namespace

@@ -285,25 +285,3 @@ TEST(MFLooperX, FasterTempoThatCutsTheLoopUnderTheReadIsSilentlyAbsorbed) {
     // The steady input keeps sounding as a steady loop, within 1 %.
     EXPECT_NEAR(left.back(), 0.3f, 0.003f);
 }
-
-TEST(MFLooperX, LongSilentRunsStayClearOfDenormals) {
-    for (const float direction : {0.0001f, 1.0f}) {
-        TestContext ctx;
-        MFLooperX fx(176, ctx.info);
-        plainLoop(fx);
-        fx.setParameter(MFLooperX::parameterDirection, direction);
-        fx.setParameter(MFLooperX::parameterFade, 1.0f);
-        EffectDriver drive(fx, gate);
-        drive.setGate(1.0f);
-        // An impulse into a loop, then 20 s of silence for the tone filter to ring down in.
-        const int n = 20 * 44100;
-        std::vector<float> left(n, 0.0f), right(n, 0.0f);
-        left[3] = right[5] = 1.0f;
-        drive.run(left, right);
-        EXPECT_EQ(signal::denormalCount(left.data(), left.size()), 0u);
-        EXPECT_EQ(signal::denormalCount(right.data(), right.size()), 0u);
-        for (const auto* f : {&fx.toneLeft(), &fx.toneRight()})
-            for (const float v : {f->high, f->band, f->low})
-                EXPECT_NE(std::fpclassify(v), FP_SUBNORMAL);
-    }
-}

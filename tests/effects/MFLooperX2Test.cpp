@@ -32,12 +32,20 @@ std::vector<int> onsets(const std::vector<float>& x) {
     return found;
 }
 
+// An X-Loop with its gate open, at 44.1 kHz and 120 bpm unless told otherwise.
+struct OpenLoop {
+    TestContext ctx;
+    MFLooperX2 fx{182, ctx.info};
+    EffectDriver drive{fx, gate};
+    explicit OpenLoop(float rate = rate44, double bpm = 120.0) : ctx(rate, bpm) {
+        drive.setGate(1.0f);
+    }
+};
+
 // Runs a fully wet X-Loop on a steady input from the gate's opening and returns the output.
-std::vector<float> runSteady(MFLooperX2& fx, int n, float level = 0.5f) {
-    EffectDriver drive(fx, gate);
-    drive.setGate(1.0f);
+std::vector<float> runSteady(OpenLoop& rig, int n, float level = 0.5f) {
     std::vector<float> left(n, level), right(n, level);
-    drive.run(left, right);
+    rig.drive.run(left, right);
     return left;
 }
 
@@ -60,8 +68,8 @@ std::vector<int> expectedSlices(int first, float factor, int bar, int count) {
 
 // Near the centre the size change is exactly none; the envelope has a floor of 0.1.
 TEST(MFLooperX2, KnobMappings) {
-    TestContext ctx;
-    MFLooperX2 fx(182, ctx.info);
+    OpenLoop rig;
+    auto& [ctx, fx, drive] = rig;
     EXPECT_FALSE(fx.isActive());
     EXPECT_EQ(fx.getSizeLength(), 11025);
     fx.setParameter(2, 0.505f);
@@ -79,11 +87,11 @@ TEST(MFLooperX2, KnobMappings) {
 }
 
 TEST(MFLooperX2, FirstSliceHasNoFadeInLaterSlicesFadeIn) {
-    TestContext ctx;
-    MFLooperX2 fx(182, ctx.info);
+    OpenLoop rig;
+    auto& [ctx, fx, drive] = rig;
     fx.setParameter(0, rowValue(8)); // a sixteenth: 5512 samples
     fx.setParameter(1, 0.0f);
-    const auto out = runSteady(fx, 12000);
+    const auto out = runSteady(rig, 12000);
     // The first slice replays the input as it is recorded, and the mix ramp's dry and wet
     // gains sum to one, so the level holds. A 40-sample fade in of the wet part would dip
     // it to about 0.44 near the tenth sample.
@@ -107,12 +115,12 @@ TEST(MFLooperX2, FirstSliceHasNoFadeInLaterSlicesFadeIn) {
 TEST(MFLooperX2, SlicesShrinkToTheFloorAndGrowToTheBar) {
     const int bar = 88200;
     {
-        TestContext ctx;
-        MFLooperX2 fx(182, ctx.info);
+        OpenLoop rig;
+        auto& [ctx, fx, drive] = rig;
         fx.setParameter(0, 1.0f); // a bar
         fx.setParameter(1, 0.0f);
         fx.setParameter(2, 0.0f); // halve, gently below 1932 samples
-        const auto out = runSteady(fx, 200000);
+        const auto out = runSteady(rig, 200000);
         const auto starts = onsets(out);
         const auto slices = expectedSlices(bar, 0.5f, bar, 16);
         ASSERT_GE(starts.size(), 16u);
@@ -122,12 +130,12 @@ TEST(MFLooperX2, SlicesShrinkToTheFloorAndGrowToTheBar) {
         EXPECT_EQ(slices[13], 322);
     }
     {
-        TestContext ctx;
-        MFLooperX2 fx(182, ctx.info);
+        OpenLoop rig;
+        auto& [ctx, fx, drive] = rig;
         fx.setParameter(0, 0.0f); // 1/128 triplet: 459 samples
         fx.setParameter(1, 0.0f);
         fx.setParameter(2, 1.0f); // times 1.5
-        const auto out = runSteady(fx, 600000);
+        const auto out = runSteady(rig, 600000);
         const auto starts = onsets(out);
         const auto slices = expectedSlices(459, 1.5f, bar, 16);
         ASSERT_GE(starts.size(), 16u);
@@ -140,13 +148,11 @@ TEST(MFLooperX2, SlicesShrinkToTheFloorAndGrowToTheBar) {
 TEST(MFLooperX2, RateFactorBendsPitchBetweenItsLimits) {
     // Rising: 441 Hz recorded, the rate climbs by 1.15 per repeat and stops at 4.
     {
-        TestContext ctx;
-        MFLooperX2 fx(182, ctx.info);
+        OpenLoop rig;
+        auto& [ctx, fx, drive] = rig;
         fx.setParameter(0, rowValue(4)); // a quarter: 22050 samples
         fx.setParameter(1, 0.5f);
         fx.setParameter(3, 1.0f);
-        EffectDriver drive(fx, gate);
-        drive.setGate(1.0f);
         const int n = 14 * 22050;
         auto left = signal::sine(441.0, rate44, n, 0.5f);
         auto right = left;
@@ -164,13 +170,11 @@ TEST(MFLooperX2, RateFactorBendsPitchBetweenItsLimits) {
     // Falling: down to a tenth of the rate, where the sustain is measured on the slice
     // itself rather than on its stretched length, so the repeats keep their spacing.
     {
-        TestContext ctx;
-        MFLooperX2 fx(182, ctx.info);
+        OpenLoop rig;
+        auto& [ctx, fx, drive] = rig;
         fx.setParameter(0, rowValue(8)); // a sixteenth: 5512 samples
         fx.setParameter(1, 0.0f);
         fx.setParameter(3, 0.0f);
-        EffectDriver drive(fx, gate);
-        drive.setGate(1.0f);
         const int n = 24 * 5512;
         auto left = signal::sine(4410.0, rate44, n, 0.5f);
         auto right = left;
@@ -188,12 +192,10 @@ TEST(MFLooperX2, RateFactorBendsPitchBetweenItsLimits) {
 
 TEST(MFLooperX2, RetriggersDuringWaitSustainAndFadeOut) {
     auto run = [&](int at, float env, bool secondRetrigger) {
-        TestContext ctx;
-        MFLooperX2 fx(182, ctx.info);
+        OpenLoop rig;
+        auto& [ctx, fx, drive] = rig;
         fx.setParameter(0, rowValue(8));
         fx.setParameter(1, env);
-        EffectDriver drive(fx, gate);
-        drive.setGate(1.0f);
         // The new zone brings a new recording of the opposite sign.
         std::vector<float> left(8000, 0.5f);
         std::fill(left.begin() + at, left.end(), -0.5f);
@@ -243,13 +245,11 @@ TEST(MFLooperX2, ASlowerTempoGrowsTheBuffersForReadsPastTheRecording) {
     // A tempo change from the fastest to the slowest grows the buffers to fit the new bar
     // exactly; bar-long slices at four times the rate then read past the recording,
     // and those reads must stay inside the buffers.
-    TestContext ctx(22050.0f, 499.0);
-    MFLooperX2 fx(182, ctx.info);
+    OpenLoop rig(22050.0f, 499.0);
+    auto& [ctx, fx, drive] = rig;
     ctx.changeTempo(45.0);
     fx.setParameter(0, 1.0f);
     fx.setParameter(3, 1.0f);
-    EffectDriver drive(fx, gate);
-    drive.setGate(1.0f);
     auto left = signal::noise(12 * 117600, 5), right = left;
     drive.run(left, right);
     EXPECT_EQ(fx.getRate(), 4.0f);
@@ -257,14 +257,12 @@ TEST(MFLooperX2, ASlowerTempoGrowsTheBuffersForReadsPastTheRecording) {
 }
 
 TEST(MFLooperX2, LongRunAtExtremesLeavesNoDenormals) {
-    TestContext ctx;
-    MFLooperX2 fx(182, ctx.info);
+    OpenLoop rig;
+    auto& [ctx, fx, drive] = rig;
     fx.setParameter(0, 0.0f);
     fx.setParameter(1, 0.0f);
     fx.setParameter(2, 0.0f);
     fx.setParameter(3, 0.0f);
-    EffectDriver drive(fx, gate);
-    drive.setGate(1.0f);
     // A decaying burst is recorded, then 20 s of silence play through the slices.
     const int n = 20 * 44100;
     std::vector<float> left(n, 0.0f), right(n, 0.0f);

@@ -22,12 +22,17 @@ float rowValue(int row) {
 }
 
 // A loop of one sixteenth, full speed, no crossfade and no decay: the plainest repeat.
-void plainLoop(MFLooperX& fx) {
-    fx.setParameter(MFLooperX::parameterSize, rowValue(8));
-    fx.setParameter(MFLooperX::parameterDirection, 1.0f);
-    fx.setParameter(MFLooperX::parameterFade, 0.0f);
-    fx.setParameter(MFLooperX::parameterDecay, 1.0f);
-}
+struct PlainLoop {
+    TestContext ctx;
+    MFLooperX fx{176, ctx.info};
+    EffectDriver drive{fx, gate};
+    PlainLoop() {
+        fx.setParameter(MFLooperX::parameterSize, rowValue(8));
+        fx.setParameter(MFLooperX::parameterDirection, 1.0f);
+        fx.setParameter(MFLooperX::parameterFade, 0.0f);
+        fx.setParameter(MFLooperX::parameterDecay, 1.0f);
+    }
+};
 
 // Smallest, over a few samples of delay, of the largest difference between a and b[-lag].
 float bestLagError(const float* a, const float* b, int n, int maxLag) {
@@ -44,10 +49,8 @@ float bestLagError(const float* a, const float* b, int n, int maxLag) {
 } // namespace
 
 TEST(MFLooperX, RepeatsTheCapturedStretchAtTheSyncedLength) {
-    TestContext ctx;
-    MFLooperX fx(176, ctx.info);
-    plainLoop(fx);
-    EffectDriver drive(fx, gate);
+    PlainLoop rig;
+    auto& [ctx, fx, drive] = rig;
     drive.setRunPattern({64, 5, 1, 33});
     const int g = 640;
     const int total = g + 4 * sixteenth;
@@ -79,11 +82,9 @@ TEST(MFLooperX, RepeatsTheCapturedStretchAtTheSyncedLength) {
 
 TEST(MFLooperX, LoopEndCrossfadesIntoTheBarBeforeTheGate) {
     for (const float fraction : {1.0f, 0.0f}) {
-        TestContext ctx;
-        MFLooperX fx(176, ctx.info);
-        plainLoop(fx);
+        PlainLoop rig;
+        auto& [ctx, fx, drive] = rig;
         fx.setParameter(MFLooperX::parameterFade, fraction);
-        EffectDriver drive(fx, gate);
         const int g = 88200 + 640;
         const int total = g + 2 * sixteenth;
         // A steady level before the gate, silence after it: the take is silent and any
@@ -110,12 +111,10 @@ TEST(MFLooperX, LoopEndCrossfadesIntoTheBarBeforeTheGate) {
 }
 
 TEST(MFLooperX, SlowerSpeedDropsPitchAndTheToneFilterDarkens) {
-    TestContext ctx;
-    MFLooperX fx(176, ctx.info);
-    plainLoop(fx);
+    PlainLoop rig;
+    auto& [ctx, fx, drive] = rig;
     fx.setParameter(MFLooperX::parameterSize, rowValue(2)); // half a bar
     fx.setParameter(MFLooperX::parameterDirection, 0.5f);
-    EffectDriver drive(fx, gate);
     drive.setGate(1.0f);
     const int n = 24000;
     auto left = signal::sine(2000.0, rate44, n, 0.5f);
@@ -132,11 +131,9 @@ TEST(MFLooperX, SlowerSpeedDropsPitchAndTheToneFilterDarkens) {
     EXPECT_LT(image / tone, 0.02);
 
     // Speed 0 sits on one sample: no tone at all, only a constant.
-    TestContext ctx2;
-    MFLooperX still(176, ctx2.info);
-    plainLoop(still);
+    PlainLoop rig2;
+    auto& [ctx2, still, drive2] = rig2;
     still.setParameter(MFLooperX::parameterDirection, 0.0f);
-    EffectDriver drive2(still, gate);
     drive2.setGate(1.0f);
     auto l2 = signal::sine(2000.0, rate44, n, 0.5f);
     auto r2 = l2;
@@ -145,13 +142,11 @@ TEST(MFLooperX, SlowerSpeedDropsPitchAndTheToneFilterDarkens) {
 }
 
 TEST(MFLooperX, DecayReachesZeroInTheStatedTimeOrNeverAtTheTop) {
-    TestContext ctx;
-    MFLooperX fx(176, ctx.info);
-    plainLoop(fx);
+    PlainLoop rig;
+    auto& [ctx, fx, drive] = rig;
     fx.setParameter(MFLooperX::parameterDecay, 0.1f);
     // 0.1 * 0.97 + 0.03 = 0.127 of 1500 ms: 190.5 ms, 8401 samples at 44.1 kHz.
     const int fall = 8401;
-    EffectDriver drive(fx, gate);
     drive.setGate(1.0f);
     const int n = 12000;
     std::vector<float> left(n, 0.5f), right(n, 0.5f);
@@ -163,11 +158,9 @@ TEST(MFLooperX, DecayReachesZeroInTheStatedTimeOrNeverAtTheTop) {
     EXPECT_LT(signal::peak(left.data() + fall + 2, n - fall - 2), 1e-5f);
     EXPECT_EQ(fx.getRepeatGain(), 0.0f);
 
-    TestContext ctx2;
-    MFLooperX held(176, ctx2.info);
-    plainLoop(held);
+    PlainLoop rig2;
+    auto& [ctx2, held, drive2] = rig2;
     EXPECT_EQ(held.getDecayStep(), 0.0f);
-    EffectDriver drive2(held, gate);
     drive2.setGate(1.0f);
     std::vector<float> l2(3 * 44100, 0.5f), r2(3 * 44100, 0.5f);
     drive2.run(l2, r2);
@@ -177,12 +170,10 @@ TEST(MFLooperX, DecayReachesZeroInTheStatedTimeOrNeverAtTheTop) {
 TEST(MFLooperX, RetriggerCrossfadesWithoutFilterResetAndRestoresGain) {
     // Steady input at half speed: the tone filter is slow enough that a reset would show.
     {
-        TestContext ctx;
-        MFLooperX fx(176, ctx.info);
-        plainLoop(fx);
+        PlainLoop rig;
+        auto& [ctx, fx, drive] = rig;
         fx.setParameter(MFLooperX::parameterDirection, 0.5f);
         fx.setParameter(MFLooperX::parameterDecay, 0.1f);
-        EffectDriver drive(fx, gate);
         drive.setGate(1.0f);
         std::vector<float> left(8000, 0.5f), right(8000, 0.5f);
         drive.run(left, right);
@@ -200,10 +191,8 @@ TEST(MFLooperX, RetriggerCrossfadesWithoutFilterResetAndRestoresGain) {
     }
     // A tone: the jump back to the start must not click.
     {
-        TestContext ctx;
-        MFLooperX fx(176, ctx.info);
-        plainLoop(fx);
-        EffectDriver drive(fx, gate);
+        PlainLoop rig;
+        auto& [ctx, fx, drive] = rig;
         drive.setGate(1.0f);
         const int n = 12800;
         const int retrigger = 8000; // tick aligned, inside the second pass
@@ -224,12 +213,10 @@ TEST(MFLooperX, RetriggerCrossfadesWithoutFilterResetAndRestoresGain) {
 }
 
 TEST(MFLooperX, SmallLengthChangesAreIgnoredAndNewLengthsWaitForTheWrap) {
-    TestContext ctx;
-    MFLooperX fx(176, ctx.info);
-    plainLoop(fx);
+    PlainLoop rig;
+    auto& [ctx, fx, drive] = rig;
     fx.setParameter(MFLooperX::parameterSize, rowValue(2));
     EXPECT_EQ(fx.getPendingLength(), 44100);
-    EffectDriver drive(fx, gate);
     drive.setGate(1.0f);
     std::vector<float> left(640, 0.1f), right(640, 0.1f);
     drive.run(left, right);
@@ -248,10 +235,8 @@ TEST(MFLooperX, SmallLengthChangesAreIgnoredAndNewLengthsWaitForTheWrap) {
 }
 
 TEST(MFLooperX, ResetStopsTheLoopAndStandsTheSpeed) {
-    TestContext ctx;
-    MFLooperX fx(176, ctx.info);
-    plainLoop(fx);
-    EffectDriver drive(fx, gate);
+    PlainLoop rig;
+    auto& [ctx, fx, drive] = rig;
     drive.setGate(1.0f);
     auto left = signal::noise(4000, 5), right = signal::noise(4000, 6);
     drive.run(left, right);
@@ -268,11 +253,9 @@ TEST(MFLooperX, ResetStopsTheLoopAndStandsTheSpeed) {
 TEST(MFLooperX, FasterTempoThatCutsTheLoopUnderTheReadIsSilentlyAbsorbed) {
     // A bar-long loop without crossfade; a slightly faster tempo shortens the bar to
     // 87980 samples and the loop to 87979, right where the read position stands.
-    TestContext ctx;
-    MFLooperX fx(176, ctx.info);
-    plainLoop(fx);
+    PlainLoop rig;
+    auto& [ctx, fx, drive] = rig;
     fx.setParameter(MFLooperX::parameterSize, 1.0f);
-    EffectDriver drive(fx, gate);
     drive.setGate(1.0f);
     const int before = 87979;
     std::vector<float> left(before + 20000, 0.3f), right(before + 20000, 0.3f);

@@ -35,12 +35,13 @@ enum Stage {
 };
 
 // Effect k open, fully wet, with its lane's gate on and settings where every stage works:
-// the Stutter's amp away from unity, the Tonal-Delay's level line down, the Filter ringing.
+// the Stutter's amp away from unity, the Filter ringing, the Tonal-Delay's level line down
+// at 0.4 (a ramp from there back to 1 does not land exactly unless it snaps).
 void open(EffectChainRig& rig, int k) {
     rig.open(k);
     rig.chain.stutter.setParameter(0, 0.5f);
     rig.chain.stutter.setParameter(1, 0.3f);
-    rig.chain.tonalDelay.setParameter(MFTonalDelay::parameterLevel, 0.5f);
+    rig.chain.tonalDelay.setParameter(MFTonalDelay::parameterLevel, 0.4f);
     rig.chain.tonalDelay.gateOn();
     rig.chain.filter.setParameter(MFVEXFilter::parameterResonance, 1.0f);
 }

@@ -147,11 +147,16 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
     walk.begin(ramp, n);
 
     int32_t currentSize = grainSize;
-    const float size = float(currentSize);
-    const float half = 0.5f * size * grainFade;
-    const float inverse = half > 0.0f ? 1.0f / half : 0.0f;
-    const int32_t flatEnd = int32_t(size - half);
-    const int32_t fadeInEnd = int32_t(half);
+    float half, inverse;
+    int32_t flatEnd, fadeInEnd;
+    // The fades belong to the grain: a grain that begins inside the run takes its own.
+    auto shapeGrain = [&] {
+        half = 0.5f * float(currentSize) * grainFade;
+        inverse = half > 0.0f ? 1.0f / half : 0.0f;
+        flatEnd = int32_t(float(currentSize) - half);
+        fadeInEnd = int32_t(half);
+    };
+    shapeGrain();
     float* const ringL = ringLeft.data();
     float* const ringR = ringRight.data();
     for (int32_t i = 0; i < n; ++i) {
@@ -200,6 +205,7 @@ void MFReverserX::process(float* left, float* right, int32_t count) {
                 repeatGain = 1.0f;
             gainRestart = false;
             grainFade = fadeFraction;
+            shapeGrain();
         }
         const float next = repeatGain + decayStep;
         repeatGain = next > 0.0f ? next : 0.0f;

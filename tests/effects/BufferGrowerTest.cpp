@@ -4,14 +4,8 @@
 
 #include "effects/MFAlignedArray.h"
 #include "effects/MFBPMChangeInterface.h"
-#include "effects/MFBeatStretcher.h"
-#include "effects/MFLevelDelay.h"
-#include "effects/MFLooperX.h"
-#include "effects/MFLooperX2.h"
-#include "effects/MFReverserX.h"
-#include "effects/MFScratchLooper.h"
 #include "engine/MFRoundingGuard.h"
-#include "support/EffectHarness.h"
+#include "support/EffectChainRig.h"
 #include "support/SignalMeasure.h"
 
 #include <gtest/gtest.h>
@@ -122,59 +116,43 @@ TEST(GrowingBuffer, AContextGoesAwayWithARequestOutstanding) {
     }
 }
 
-// The six effects whose buffers are sized in beats: how long their tempo-synced length
-// is at a number of samples per beat, and what they hold now.
-template <typename Effect> struct Tempo;
-template <> struct Tempo<MFLooperX> {
-    static constexpr int32_t id = 176, gate = MFLooperX::parameterGate;
-    static int32_t full(float beat) { return int32_t(4.0f * beat); }
-    static int32_t now(const MFLooperX& e) { return e.getBarLength(); }
+// The six effects whose buffers are sized in beats, by their place in the chain: how long
+// their tempo-synced length is at a number of samples per beat, and what they hold now.
+struct TempoBuffer {
+    int k;
+    int32_t (*full)(float beat);
+    int32_t (*now)(MFEffectChain& c);
 };
-template <> struct Tempo<MFLooperX2> {
-    static constexpr int32_t id = 182, gate = MFLooperX2::parameterGate;
-    static int32_t full(float beat) { return int32_t(4.0f * beat); }
-    static int32_t now(const MFLooperX2& e) { return e.getBarLength(); }
-};
-template <> struct Tempo<MFScratchLooper> {
-    static constexpr int32_t id = 184, gate = MFScratchLooper::gateIndex;
-    static int32_t full(float beat) { return int32_t(2.0f * beat); }
-    static int32_t now(const MFScratchLooper& e) { return e.getRingLength(); }
-};
-template <> struct Tempo<MFReverserX> {
-    static constexpr int32_t id = 181, gate = MFReverserX::parameterGate;
-    static int32_t full(float beat) { return int32_t(4.0f * beat + 1.0f) - 1; }
-    static int32_t now(const MFReverserX& e) { return e.getRingLength(); }
-};
-template <> struct Tempo<MFBeatStretcher> {
-    static constexpr int32_t id = 177, gate = MFBeatStretcher::parameterGate;
-    static int32_t full(float beat) { return int32_t(8.0f * beat); }
-    static int32_t now(const MFBeatStretcher& e) { return e.getCaptureLength(); }
-};
-template <> struct Tempo<MFLevelDelay> {
-    static constexpr int32_t id = 189, gate = -1;
-    static int32_t full(float beat) { return int32_t(4.0f * beat + 65.0f); }
-    static int32_t now(const MFLevelDelay& e) { return e.getLineLength(); }
+const TempoBuffer tempoBuffers[] = {
+    {0, [](float b) { return int32_t(4.0f * b); },
+     [](MFEffectChain& c) { return c.xLoop.getBarLength(); }},
+    {1, [](float b) { return int32_t(4.0f * b); },
+     [](MFEffectChain& c) { return c.loop.getBarLength(); }},
+    {2, [](float b) { return int32_t(2.0f * b); },
+     [](MFEffectChain& c) { return c.scratchLoop.getRingLength(); }},
+    {3, [](float b) { return int32_t(4.0f * b + 1.0f) - 1; },
+     [](MFEffectChain& c) { return c.reverse.getRingLength(); }},
+    {4, [](float b) { return int32_t(8.0f * b); },
+     [](MFEffectChain& c) { return c.stretch.getCaptureLength(); }},
+    {13, [](float b) { return int32_t(4.0f * b + 65.0f); },
+     [](MFEffectChain& c) { return c.delay.getLineLength(); }},
 };
 
-template <typename Effect> class TempoBuffers : public ::testing::Test {};
-using TempoEffects = ::testing::Types<MFLooperX, MFLooperX2, MFScratchLooper, MFReverserX,
-                                      MFBeatStretcher, MFLevelDelay>;
-TYPED_TEST_SUITE(TempoBuffers, TempoEffects);
+class TempoBuffers : public ::testing::TestWithParam<TempoBuffer> {};
 
 // The drop from 499 to 45 bpm in one block on the audio thread, with the effect sounding
 // and its gate re-triggered: it plays on within the room it has (a read outside it would
 // fault), nothing grows during the block, and the full lengths follow once the grower has
 // made the room.
-TYPED_TEST(TempoBuffers, ASlowerTempoPlaysWithinTheRoomUntilTheGrowerHasMadeMore) {
-    using T = Tempo<TypeParam>;
+TEST_P(TempoBuffers, ASlowerTempoPlaysWithinTheRoomUntilTheGrowerHasMadeMore) {
+    const TempoBuffer& t = GetParam();
     MFRoundingGuard truncation;
-    TestContext c(48000.0f, 120.0);
-    TypeParam fx(T::id, c.info);
-    EffectDriver drive(fx, T::gate);
-    drive.setGate(1.0f);
-    drive.setMix(1.0f);
+    EffectChainRig rig(48000.0f, 120.0);
+    TestContext& c = rig.context;
+    EffectDriver& drive = rig.driver(t.k);
+    rig.open(t.k);
     drive.onTick([&](int64_t tick) {
-        if (T::gate >= 0 && tick % 150 == 149)
+        if (tick % 150 == 149)
             drive.setGate(drive.ticks() % 300 < 150 ? 2.0f : 1.0f);
     });
     const std::vector<float> source = signal::sine(220.0, 48000.0, 48000, 0.5f);
@@ -188,8 +166,8 @@ TYPED_TEST(TempoBuffers, ASlowerTempoPlaysWithinTheRoomUntilTheGrowerHasMadeMore
         bytesBefore = c.registry.totalBytes();
         c.changeTempo(499.0);
         c.changeTempo(45.0);
-        EXPECT_LT(T::now(fx), T::full(slowBeat)) << "the room at 120 bpm is shorter";
-        EXPECT_GT(T::now(fx), 0);
+        EXPECT_LT(t.now(rig.chain), t.full(slowBeat)) << "the room at 120 bpm is shorter";
+        EXPECT_GT(t.now(rig.chain), 0);
         l = source;
         r = source;
         drive.run(l, r);
@@ -201,7 +179,7 @@ TYPED_TEST(TempoBuffers, ASlowerTempoPlaysWithinTheRoomUntilTheGrowerHasMadeMore
     {
         MFBufferGrower::AudioBlock block(c.info.bufferGrower);
         EXPECT_TRUE(c.info.takeGrownBuffers());
-        EXPECT_EQ(T::now(fx), T::full(slowBeat));
+        EXPECT_EQ(t.now(rig.chain), t.full(slowBeat));
         l = source;
         r = source;
         drive.run(l, r);
@@ -209,5 +187,8 @@ TYPED_TEST(TempoBuffers, ASlowerTempoPlaysWithinTheRoomUntilTheGrowerHasMadeMore
     }
     EXPECT_GT(c.registry.totalBytes(), bytesBefore);
 }
+
+INSTANTIATE_TEST_SUITE_P(SizedInBeats, TempoBuffers, ::testing::ValuesIn(tempoBuffers),
+                         [](const auto& info) { return EffectChainRig::testName(info.param.k); });
 
 } // namespace

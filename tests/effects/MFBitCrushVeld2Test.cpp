@@ -37,23 +37,6 @@ double meanHoldSeconds(float rate, float srate) {
     return double(n - skip - 1) / rate / changes;
 }
 
-TEST(BitCrush, NamesDefaultsAndPlaceholderDisplay) {
-    TestContext c;
-    MFBitCrushVeld2 crush(id, c.info);
-    char text[64];
-    crush.getParameterName(0, text);
-    EXPECT_STREQ(text, "bit");
-    crush.getParameterName(1, text);
-    EXPECT_STREQ(text, "srate");
-    crush.getParameterName(2, text);
-    EXPECT_STREQ(text, "dist");
-    EXPECT_FLOAT_EQ(crush.getParameterDefault(1), 0.22f);
-    crush.getParameterDisplay(1, 0.3f, text);
-    EXPECT_STREQ(text, "todo");
-    // Default 0.22 lies in the 17th step of 1/80: a new sample every 80/17 samples at 44.1k.
-    EXPECT_FLOAT_EQ(crush.getRateStep(), 17 * 0.0125f);
-}
-
 // The hold is counted at 44.1 kHz, so the same knob gives the same hold time at any
 // rate. Expected: one new sample every 1 / (steps * 0.0125 * 44100) s; 2 % covers the
 // one-sample jitter of where a hold falls at the higher rate.
@@ -64,9 +47,11 @@ TEST(BitCrush, HoldTimeIsTheSameAt44And96kHz) {
         EXPECT_NEAR(meanHoldSeconds(44100.0f, srate), expected, expected * 0.02) << srate;
         EXPECT_NEAR(meanHoldSeconds(96000.0f, srate), expected, expected * 0.02) << srate;
     }
-    // Just under the top the step is truncated: 0.99 gives 79 steps, not 80.
+    // The default 0.22 lies in the 17th step of 1/80; just under the top the step is
+    // truncated: 0.99 gives 79 steps, not 80.
     TestContext c;
     MFBitCrushVeld2 crush(id, c.info);
+    EXPECT_FLOAT_EQ(crush.getRateStep(), 17 * 0.0125f);
     crush.setParameter(1, 0.99f);
     EXPECT_FLOAT_EQ(crush.getRateStep(), 79 * 0.0125f);
     crush.setParameter(1, 1.0f);
@@ -104,7 +89,7 @@ TEST(BitCrush, QuantisationStepsAndTransparency) {
 }
 
 // Linear mix: half wet of 0.3 quantised to 0.25 gives 0.275 (equal power would give 0.389).
-TEST(BitCrush, MixIsLinearAndZeroMixStandsStill) {
+TEST(BitCrush, MixIsLinear) {
     TestContext c;
     MFBitCrushVeld2 crush(id, c.info);
     crush.setParameter(0, 1.0f); // quantum 1/8
@@ -115,49 +100,7 @@ TEST(BitCrush, MixIsLinearAndZeroMixStandsStill) {
     driver.run(l, r);
     EXPECT_NEAR(l[300], 0.275f, 1e-6f);
     EXPECT_NEAR(r[300], -0.275f, 1e-6f);
-
-    // Mix 0 with the ramp at rest: the samples and the filters stay as they were.
-    driver.setMix(0.0f);
-    std::vector<float> warm(256, 0.3f), warmR(256, 0.3f);
-    driver.run(warm, warmR); // ramp to 0
-    const MFDoubleFilter before = crush.getInputFilter(0);
-    std::vector<float> in = signal::noise(1024, 9), l2 = in, r2 = in;
-    driver.run(l2, r2);
-    EXPECT_EQ(0, std::memcmp(l2.data(), in.data(), in.size() * sizeof(float)));
-    EXPECT_EQ(crush.getInputFilter(0).band, before.band);
-    EXPECT_EQ(crush.getInputFilter(0).low, before.low);
 }
-
-// The distortion branch at full drive: output stays bounded (the clip holds the
-// branch at 2.5 before a 0.1 gain) and finite at every supported rate, and the quiet
-// tail that follows is free of denormals.
-TEST(BitCrush, ExtremeSettingsStayFiniteBoundedAndDenormalFree) {
-    for (float rate : {22050.0f, 44100.0f, 96000.0f, 176000.0f}) {
-        TestContext c(rate);
-        MFBitCrushVeld2 crush(id, c.info);
-        crush.setParameter(0, 0.0f);
-        crush.setParameter(1, 0.0f);
-        crush.setParameter(2, 1.0f);
-        crush.updateBuffers(false);
-        EffectDriver driver(crush, -1);
-        driver.setRunPattern({1, 63, 29, 64});
-        const std::size_t n = std::size_t(rate * 1.5f);
-        std::vector<float> l = signal::noise(n, 5), r = signal::noise(n, 6);
-        for (std::size_t i = n / 2; i < n; ++i)
-            l[i] = r[i] = 0.0f;
-        driver.run(l, r);
-        EXPECT_TRUE(signal::allFinite(l.data(), n));
-        EXPECT_TRUE(signal::allFinite(r.data(), n));
-        EXPECT_LT(signal::peak(l.data(), n), 2.0f);
-        EXPECT_EQ(signal::denormalCount(l.data(), n), 0u);
-        EXPECT_EQ(signal::denormalCount(r.data(), n), 0u);
-        EXPECT_TRUE(std::isfinite(crush.getInputFilter(0).band));
-    }
-}
-
-} // namespace
-
-namespace {
 
 // A new word length reaches the held sample at once: in the middle of an 80-sample
 // hold the output drops from 0.3 to its 1/8 step 0.25 on the very next sample.

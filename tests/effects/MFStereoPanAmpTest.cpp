@@ -10,48 +10,6 @@ namespace {
 
 constexpr int32_t id = 183;
 
-TEST(StereoPanAmp, NamesAndEnabled) {
-    TestContext c;
-    MFStereoPanAmp amp(id, c.info);
-    EXPECT_STREQ(amp.getName(), "StereoPanAmp");
-    char text[64];
-    amp.getParameterName(0, text);
-    EXPECT_STREQ(text, "L");
-    amp.getParameterName(1, text);
-    EXPECT_STREQ(text, "R");
-    amp.getParameterName(2, text);
-    EXPECT_STREQ(text, "unused");
-    EXPECT_EQ(amp.isEnabled(), 1);
-}
-
-// Unity must be bit-identical, also after a ramp away and back has settled: the
-// stage may not even multiply by 1.0 (which would still be exact) nor leave 0.99999.
-TEST(StereoPanAmp, UnityGainLeavesSamplesBitIdenticalEvenAfterRampBack) {
-    TestContext c;
-    MFStereoPanAmp amp(id, c.info);
-    EffectDriver driver(amp, -1);
-    driver.setRunPattern({7, 1, 64, 13});
-    std::vector<float> l = signal::noise(4096, 3), r = signal::noise(4096, 4);
-    std::vector<float> l0 = l, r0 = r;
-    driver.run(l, r);
-    EXPECT_EQ(0, std::memcmp(l.data(), l0.data(), l.size() * sizeof(float)));
-    EXPECT_EQ(0, std::memcmp(r.data(), r0.data(), r.size() * sizeof(float)));
-
-    amp.setParameter(0, 0.3f); // gain 1.2
-    amp.setParameter(1, 0.1f); // gain 0.4
-    driver.run(l, r);
-    amp.setParameter(0, 0.25f);
-    amp.setParameter(1, 0.25f);
-    driver.run(l, r); // ramps back and snaps onto exactly 1
-    EXPECT_EQ(amp.getLeftGain(), 1.0f);
-    EXPECT_EQ(amp.getRightGain(), 1.0f);
-    l = l0;
-    r = r0;
-    driver.run(l, r);
-    EXPECT_EQ(0, std::memcmp(l.data(), l0.data(), l.size() * sizeof(float)));
-    EXPECT_EQ(0, std::memcmp(r.data(), r0.data(), r.size() * sizeof(float)));
-}
-
 // A change of gain ramps over one 64-sample tick, the first sample already one step
 // on; the untouched channel keeps its samples exactly.
 TEST(StereoPanAmp, RampReachesTargetInOneTickStartingOneStepIn) {

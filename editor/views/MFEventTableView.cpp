@@ -5,12 +5,13 @@
 #include <algorithm>
 
 namespace {
-// The bands of the rows that do not play are drawn at this share of the bar colour.
-constexpr int32_t dimShare = 45;
+// Rows too thin for bars show their events as cells lit in proportion to the value: the
+// row the pattern plays in the highlight colour, the others in grey.
+constexpr CColor otherRowColour{150, 150, 150, 255};
 
-CColor mix(CColor a, CColor b, int32_t percentOfB) {
-    auto channel = [percentOfB](uint8_t x, uint8_t y) {
-        return uint8_t((int32_t(x) * (100 - percentOfB) + int32_t(y) * percentOfB) / 100);
+CColor mix(CColor a, CColor b, float t) {
+    auto channel = [t](uint8_t x, uint8_t y) {
+        return uint8_t(float(x) + (float(y) - float(x)) * std::clamp(t, 0.0f, 1.0f));
     };
     return {channel(a.red, b.red), channel(a.green, b.green), channel(a.blue, b.blue), 255};
 }
@@ -79,19 +80,14 @@ void MFEventTableView::drawBars(uint32_t flags) {
     const int32_t count = rows();
     const int32_t playing = tableXY ? tableXY->currentRowIndex() : -1;
     const int32_t gap = (flags & flagTouching) ? 0 : 1;
-    const CColor dim = mix(backgroundColour, barColour, dimShare);
-    const CColor stripe = mix(backgroundColour, lineColour, 50);
     for (int32_t r = 0; r < count; ++r) {
         const CRect band = bandRect(r);
-        if (r % 2)
-            fill(band, stripe);
+        const CColor full = r == playing ? highlightColour : otherRowColour;
         for (int32_t i = 0; i < n; ++i) {
             const int32_t left = std::max(graphRect.left, int32_t(columnLeft(i)) + gap);
             const int32_t right = std::min(graphRect.right, int32_t(columnLeft(i + 1)));
             const float v = tableXY->normalisedAtRow(float(i), r);
-            const int32_t height = int32_t(v * float(band.height()) + 0.5f);
-            fill(CRect(left, band.bottom - height, right, band.bottom),
-                 r == playing ? barColour : dim);
+            fill(CRect(left, band.top, right, band.bottom), mix(backgroundColour, full, v));
         }
         // The row the mouse edits carries a mark at its left end.
         if (r == editRow)

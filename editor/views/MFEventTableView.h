@@ -5,7 +5,7 @@
 // The Stutter's event tables: every row of the table (one per pattern) as a band of its
 // own, one above the other. A press picks the band under the mouse, and within it the
 // same mappings as the step table place the step and the value; the drag stays on that
-// row. The row the pattern plays is drawn in the bar colour, the others dimmed.
+// row. A band is a few pixels high, so each event is a cell lit by its value.
 class MFEventTableView : public MFTableView {
 public:
     MFEventTableView(const CRect& size, CControlListener* listener, int32_t tag, MFFrame* frame,

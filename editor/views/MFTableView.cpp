@@ -321,7 +321,7 @@ void MFTableView::drawBar(const CRect& slot, float v, bool current, uint32_t fla
         fill(CRect(bar.right - 1, bar.top, bar.right, bar.bottom), c);
         return;
     }
-    if (current || !(flags & flagBitmapBars) || !rowLabels || !rowLabels->isLoaded()) {
+    if (!(flags & flagBitmapBars) || !rowLabels || !rowLabels->isLoaded()) {
         fill(bar, current ? highlightColour : barColour);
         return;
     }
@@ -339,6 +339,12 @@ void MFTableView::drawBar(const CRect& slot, float v, bool current, uint32_t fla
         uint32_t* to = pixels + (y - size.top) * stride - size.left;
         for (int32_t x = bar.left; x < bar.right; ++x)
             to[x] = from[(x - slot.left) % bw];
+    }
+    // The playing step keeps its picture inside a frame of the highlight colour.
+    if (current) {
+        fill(CRect(bar.left, bar.top, bar.right, bar.top + 1), highlightColour);
+        fill(CRect(bar.left, bar.top, bar.left + 1, bar.bottom), highlightColour);
+        fill(CRect(bar.right - 1, bar.top, bar.right, bar.bottom), highlightColour);
     }
 }
 
@@ -496,7 +502,8 @@ void MFTableView::renderGraph() {
     if (undoTable && nudging && single)
         drawUndoCurve();
     drawBars(flags);
-    if (flags & flagWholeSteps)
+    // A background picture carries its own step grid.
+    if ((flags & flagWholeSteps) && (!background || (flags & flagNoBackground)))
         drawGrid();
     if (dragging && !nudging && dragColumn >= 0 && single) {
         const int32_t x = int32_t(columnLeft(dragColumn) + columnPitch() * 0.5f);

@@ -337,8 +337,12 @@ void MFTableView::drawBar(const CRect& slot, float v, bool current, uint32_t fla
         const int32_t sy = std::max(0, bh - (slot.bottom - y));
         const uint32_t* from = source + sy * sourceStride;
         uint32_t* to = pixels + (y - size.top) * stride - size.left;
-        for (int32_t x = bar.left; x < bar.right; ++x)
-            to[x] = from[(x - slot.left) % bw];
+        for (int32_t x = bar.left; x < bar.right;) {
+            const int32_t into = (x - slot.left) % bw;
+            const int32_t run = std::min(bw - into, bar.right - x);
+            std::copy(from + into, from + into + run, to + x);
+            x += run;
+        }
     }
     // The playing step keeps its picture inside a frame of the highlight colour.
     if (current) {
@@ -530,8 +534,52 @@ void MFTableView::draw(CDrawContext& context) {
     if (!isShown() || !table || !buffer || !buffer->isValid())
         return;
     renderGraph();
-    buffer->copyFrom(context, size);
+    if (!rawBlit(context))
+        buffer->copyFrom(context, size);
     ++drawCount;
+}
+
+bool MFTableView::rawBlit(CDrawContext& context) const {
+    // Rows of opaque pixels straight into the target, where nothing but an offset lies
+    // between the view and the target's pixels; anything else goes through cairo.
+    cairo_t* cr = context.cairo();
+    cairo_surface_t* target = cairo_get_target(cr);
+    if (cairo_surface_get_type(target) != CAIRO_SURFACE_TYPE_IMAGE ||
+        cairo_image_surface_get_format(target) != CAIRO_FORMAT_ARGB32)
+        return false;
+    cairo_matrix_t m;
+    cairo_get_matrix(cr, &m);
+    if (m.xx != 1.0 || m.yy != 1.0 || m.xy != 0.0 || m.yx != 0.0)
+        return false;
+    double x1, y1, x2, y2;
+    cairo_clip_extents(cr, &x1, &y1, &x2, &y2);
+    const CRect area = size.intersection(
+        CRect(int(std::ceil(x1)), int(std::ceil(y1)), int(std::floor(x2)), int(std::floor(y2))));
+    if (area.isEmpty())
+        return true;
+    const int32_t dx = int32_t(m.x0), dy = int32_t(m.y0);
+    if (double(dx) != m.x0 || double(dy) != m.y0)
+        return false;
+    const int32_t targetWidth = cairo_image_surface_get_width(target);
+    const int32_t targetHeight = cairo_image_surface_get_height(target);
+    const CRect device = area.offsetBy(CPoint(dx, dy));
+    if (device.left < 0 || device.top < 0 || device.right > targetWidth ||
+        device.bottom > targetHeight)
+        return false;
+    cairo_surface_t* source = buffer->getSurface();
+    cairo_surface_flush(source);
+    cairo_surface_flush(target);
+    const auto* from = reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(source));
+    auto* to = reinterpret_cast<uint32_t*>(cairo_image_surface_get_data(target));
+    const int32_t fromStride = cairo_image_surface_get_stride(source) / 4;
+    const int32_t toStride = cairo_image_surface_get_stride(target) / 4;
+    for (int32_t y = area.top; y < area.bottom; ++y) {
+        const uint32_t* row = from + (y - size.top) * fromStride + (area.left - size.left);
+        std::copy(row, row + area.width(), to + (y + dy) * toStride + area.left + dx);
+    }
+    cairo_surface_mark_dirty_rectangle(target, device.left, device.top, device.width(),
+                                       device.height());
+    return true;
 }
 
 // --- idle --------------------------------------------------------------------------------

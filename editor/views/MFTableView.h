@@ -158,6 +158,9 @@ protected:
 private:
     void layoutRects(uint32_t flags);
     void renderGraph();
+    // Copies the buffer's rows into the context's pixels when nothing but an offset lies
+    // between them; false leaves it to cairo.
+    bool rawBlit(CDrawContext& context) const;
     void drawBackground(uint32_t flags);
     void drawGrid();
     void drawRuler();

@@ -307,49 +307,47 @@ void MFTableView::drawBackground(uint32_t flags) {
 
 void MFTableView::drawBar(const CRect& slot, float v, bool current, uint32_t flags) {
     const int32_t top = valueY(v);
-    CRect bar(slot.left, top, slot.right, slot.bottom);
+    CRect bar = CRect(slot.left, top, slot.right, slot.bottom).intersection(size);
     if (bar.isEmpty()) {
         // An empty current step still shows where the sequencer is.
         if (current)
             fill(CRect(slot.left, slot.bottom - 1, slot.right, slot.bottom), highlightColour);
         return;
     }
-    if (flags & flagOutline) {
-        const CColor c = current ? highlightColour : barColour;
+    const auto frameBar = [this, &bar](CColor c) {
         fill(CRect(bar.left, bar.top, bar.right, bar.top + 1), c);
         fill(CRect(bar.left, bar.top, bar.left + 1, bar.bottom), c);
         fill(CRect(bar.right - 1, bar.top, bar.right, bar.bottom), c);
+    };
+    if (flags & flagOutline) {
+        frameBar(current ? highlightColour : barColour);
         return;
     }
     if (!(flags & flagBitmapBars) || !rowLabels || !rowLabels->isLoaded()) {
-        fill(bar, current ? highlightColour : barColour);
-        return;
-    }
-    // A section of the bitmap, its bottom on the graph's bottom, repeated across.
-    bar = bar.intersection(size);
-    cairo_surface_t* image = rowLabels->surface();
-    cairo_surface_flush(image);
-    const auto* source = reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(image));
-    const int32_t sourceStride = cairo_image_surface_get_stride(image) / 4;
-    const int32_t bw = rowLabels->getWidth();
-    const int32_t bh = rowLabels->getHeight();
-    for (int32_t y = bar.top; y < bar.bottom; ++y) {
-        const int32_t sy = std::max(0, bh - (slot.bottom - y));
-        const uint32_t* from = source + sy * sourceStride;
-        uint32_t* to = pixels + (y - size.top) * stride - size.left;
-        for (int32_t x = bar.left; x < bar.right;) {
-            const int32_t into = (x - slot.left) % bw;
-            const int32_t run = std::min(bw - into, bar.right - x);
-            std::copy(from + into, from + into + run, to + x);
-            x += run;
+        fill(bar, barColour);
+    } else {
+        // A section of the bitmap, its bottom on the graph's bottom, repeated across.
+        cairo_surface_t* image = rowLabels->surface();
+        cairo_surface_flush(image);
+        const auto* source = reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(image));
+        const int32_t sourceStride = cairo_image_surface_get_stride(image) / 4;
+        const int32_t bw = rowLabels->getWidth();
+        const int32_t bh = rowLabels->getHeight();
+        for (int32_t y = bar.top; y < bar.bottom; ++y) {
+            const int32_t sy = std::max(0, bh - (slot.bottom - y));
+            const uint32_t* from = source + sy * sourceStride;
+            uint32_t* to = pixels + (y - size.top) * stride - size.left;
+            for (int32_t x = bar.left; x < bar.right;) {
+                const int32_t into = (x - slot.left) % bw;
+                const int32_t run = std::min(bw - into, bar.right - x);
+                std::copy(from + into, from + into + run, to + x);
+                x += run;
+            }
         }
     }
-    // The playing step keeps its picture inside a frame of the highlight colour.
-    if (current) {
-        fill(CRect(bar.left, bar.top, bar.right, bar.top + 1), highlightColour);
-        fill(CRect(bar.left, bar.top, bar.left + 1, bar.bottom), highlightColour);
-        fill(CRect(bar.right - 1, bar.top, bar.right, bar.bottom), highlightColour);
-    }
+    // The playing step keeps its look inside a frame of the highlight colour.
+    if (current)
+        frameBar(highlightColour);
 }
 
 void MFTableView::drawBars(uint32_t flags) {
@@ -453,11 +451,15 @@ void MFTableView::drawCurve(uint32_t flags) {
     if (flags & (flagCurve | flagSmoothCurve)) {
         rebuildCurveCache();
         const int32_t w = graphRect.width();
-        CPoint previous(graphRect.left, valueY(curveCache[0]));
-        for (int32_t px = 1; px < w; ++px) {
-            const CPoint next(graphRect.left + px, valueY(curveCache[std::size_t(px)]));
-            line(previous, next, lineColour);
-            previous = next;
+        // Each pixel column joins the previous height: a jump between two steps falls on
+        // the first column of the new step, the gap, and never on the bar before it.
+        // A zero lies on the graph's last row, where it stays visible.
+        const auto curveY = [this](float v) { return std::min(valueY(v), graphRect.bottom - 1); };
+        int32_t previous = curveY(curveCache[0]);
+        for (int32_t px = 0; px < w; ++px) {
+            const int32_t y = curveY(curveCache[std::size_t(px)]);
+            line(CPoint(graphRect.left + px, previous), CPoint(graphRect.left + px, y), lineColour);
+            previous = y;
         }
     }
     if (flags & flagJoinTops) {

@@ -323,8 +323,8 @@ TEST(TableView, TheRulerOfThirtyTwoStepsShowsBeatsAndNoSubSteps) {
     EXPECT_LE(last.x + 3 * 5, 576);
 }
 
-// The view as drawn: the bars in the bar colour up to their value, the current step in
-// the highlight colour, and a ruler (when the table asks for one) with text only at beats.
+// The view as drawn: the bars in the bar colour up to their value, the current step framed
+// in the highlight colour, and a ruler (when the table asks for one) with text only at beats.
 TEST(TableView, DrawsBarsTheCurrentStepAndTheRulerAtBeatsOnly) {
     TableRig rig;
     MFRelaxed<float> playing = 6.5f;
@@ -335,7 +335,11 @@ TEST(TableView, DrawsBarsTheCurrentStepAndTheRulerAtBeatsOnly) {
     rig.fixture.idle();
     const uint32_t bar = argb(136, 5, 5), yellow = argb(255, 255, 0);
     EXPECT_EQ(rig.fixture.pixel(3 * pitch + 9, top + 2), bar);
-    EXPECT_EQ(rig.fixture.pixel(6 * pitch + 9, top + 2), yellow);
+    EXPECT_EQ(rig.fixture.pixel(3 * pitch + 1, top + 20), bar);
+    // The playing step: its bar inside a frame of the highlight colour.
+    EXPECT_EQ(rig.fixture.pixel(6 * pitch + 9, top + 20), bar);
+    EXPECT_EQ(rig.fixture.pixel(6 * pitch + 1, top + 20), yellow);
+    EXPECT_EQ(rig.fixture.pixel(7 * pitch - 1, top + 20), yellow);
     EXPECT_EQ(rig.fixture.pixel(8 * pitch + 9, bottom - 5), bar);
     EXPECT_NE(rig.fixture.pixel(8 * pitch + 9, top + 5), bar);
     EXPECT_NE(rig.fixture.pixel(4 * pitch + 9, bottom - 5), bar);

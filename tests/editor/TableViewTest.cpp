@@ -368,6 +368,34 @@ TEST(TableView, DrawsBarsTheCurrentStepAndTheRulerAtBeatsOnly) {
     }
 }
 
+// The smoothed curve: each step's first part (the smoothing times the step's 18 pixels)
+// ramps from the step before, and the first step ramps from the last, since the pattern
+// loops; the rest of the step holds its value.
+TEST(TableView, TheCurveRampsIntoEachStepOverTheSmoothedPart) {
+    TableRig rig;
+    MFRelaxed<float> smooth = 0.5f;
+    rig.view->setSmoothValue(&smooth);
+    rig.view->overrideFlags(MFTableView::flagOverview, MFTableView::flagSmoothCurve);
+    rig.set(31, 1.0f);
+    rig.set(1, 0.5f);
+    rig.fixture.idle();
+    const std::vector<float>& curve = rig.view->getCurveCache();
+    ASSERT_EQ(curve.size(), std::size_t(steps * pitch + 1));
+    for (int32_t px = 0; px < 9; ++px)
+        EXPECT_NEAR(curve[std::size_t(px)], 1.0f - float(px) / 9.0f, 1e-5f) << "pixel " << px;
+    for (int32_t px = 9; px < 18; ++px)
+        EXPECT_EQ(curve[std::size_t(px)], 0.0f) << "pixel " << px;
+    for (int32_t px = 18; px < 27; ++px)
+        EXPECT_NEAR(curve[std::size_t(px)], 0.5f * float(px - 18) / 9.0f, 1e-5f) << "pixel " << px;
+    for (int32_t px = 27; px < 36; ++px)
+        EXPECT_EQ(curve[std::size_t(px)], 0.5f) << "pixel " << px;
+    // Without smoothing the curve is the steps themselves.
+    smooth = 0.0f;
+    rig.fixture.idle();
+    EXPECT_EQ(rig.view->getCurveCache()[0], 0.0f);
+    EXPECT_EQ(rig.view->getCurveCache()[18], 0.5f);
+}
+
 // A drawing pass that finds the table busy waits a bounded while and draws anyway; it
 // leaves the busy flag alone and its own drawing flag down.
 TEST(TableView, ADrawingPassThatMeetsABusyTableEndsAndLowersItsFlag) {

@@ -14,6 +14,7 @@
 #include <cairo.h>
 #include <cmath>
 #include <cstdio>
+#include <initializer_list>
 
 namespace {
 // The table views' own generator, shared by every view of the process, so that two
@@ -502,6 +503,17 @@ void MFTableView::renderGraph() {
     if (flags & flagCentreLine) {
         const int32_t middle = (graphRect.top + graphRect.bottom) / 2;
         fill(CRect(graphRect.left, middle, size.right, middle + 1), lineColour);
+    }
+    if (zeroLine || defaultLine) {
+        const float range = std::abs(table->getMaximum() - table->getMinimum());
+        const float atDefault =
+            range > 0.0f ? (table->getDefault() - table->getMinimum()) / range : 0.0f;
+        for (const float v : {zeroLine ? 0.0f : -1.0f, defaultLine ? atDefault : -1.0f}) {
+            if (v < 0.0f || v > 1.0f)
+                continue;
+            const int32_t y = std::min(valueY(v), graphRect.bottom - 1);
+            fill(CRect(graphRect.left, y, graphRect.right, y + 1), lineColour);
+        }
     }
     // Views that show several rows have no single curve to mark.
     const bool single = rowAt(graphRect.top) < 0;

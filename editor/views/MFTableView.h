@@ -89,6 +89,11 @@ public:
     // Set to 1 while the user draws, so the audio side leaves the table alone.
     void setTouchedFlag(MFRelaxed<float>* flag) { touchedFlag = flag; }
     void setColours(CColor background, CColor bar, CColor line, CColor highlight, CColor text);
+    // Optional guide lines at the value 0 and at the table's default.
+    void setGuideLines(bool zero, bool atDefault) {
+        zeroLine = zero;
+        defaultLine = atDefault;
+    }
     // The editor's own look on top of the table's flags.
     void overrideFlags(uint32_t clear, uint32_t set);
     // The flags the view acts on: the table's, with the overrides.
@@ -219,4 +224,6 @@ private:
     bool overviewRight = false;
     bool overviewMove = false;
     bool drawnOnce = false;
+    bool zeroLine = false;
+    bool defaultLine = false;
 };

@@ -98,6 +98,10 @@ void MFUniClientEditor::close() {
 void MFUniClientEditor::idle() {
     if (!opened || idling)
         return;
+    // A MIDI program change loading on its own thread replaces the zones and tables this
+    // pass would read: its events and drawing wait for the next idle.
+    if (!plugin.enterEditorPass())
+        return;
     idling = true;
     if (window.isOpen())
         window.pump();
@@ -108,6 +112,7 @@ void MFUniClientEditor::idle() {
         playheadFraction = step * stepFraction;
         playheadPixel = playheadFraction * laneWidth;
         updatePageMarker();
+        updateStateRows();
         const uint32_t redraws = plugin.getPanels().redrawCount();
         if (redraws != redrawsSeen) {
             redrawsSeen = redraws;
@@ -116,6 +121,7 @@ void MFUniClientEditor::idle() {
         frame->idle();
     }
     idling = false;
+    plugin.leaveEditorPass();
     if (windowLost || closePending)
         close();
 }

@@ -110,13 +110,17 @@ private:
     void buildFrame(CSystemWindow* window);
     void buildLayout();
     void addEffectGroup(const mflayout::EffectGroupRow& group, int32_t groupIndex);
-    MFControl* addControl(const mflayout::ControlRow& row);
+    // onTop: held back and added after everything else, so that it draws over the rest.
+    MFControl* addControl(const mflayout::ControlRow& row, bool onTop = false);
     // The lanes' place in the drawing order: the zone view joins here.
     void addLaneView(int32_t tag, const CRect& rect, int32_t bitmap, int32_t laneIndex);
     // A step table's or event table's place: the table view bound to the plug-in's table.
     MFControl* addTableView(const mflayout::ControlRow& row);
     void buildAboutPanel();
     void updatePageMarker();
+    // The pattern and status rows from the plug-in's state, once an idle.
+    void updateStateRows();
+    void bindStatePictures();
 
     MFUniClient& plugin;
     MFFrame* frame = nullptr;
@@ -130,10 +134,16 @@ private:
 
     // Every control built, in the order they were added.
     std::vector<MFControl*> controls;
+    // While building: the views that join the frame last.
+    std::vector<MFControl*> onTopViews;
     // Out of the view tree until it opens as modal; deleted before the frame.
     MFViewContainer* aboutPanel = nullptr;
     MFRelaxed<float> playheadFraction = 0.0f;
     MFRelaxed<float> playheadPixel = 0.0f;
     MFRelaxed<float> markerOffset = 0.0f;
+    // Rows of the pictures that show the plug-in's state: the pattern playing (key strip
+    // and name) and the status picture.
+    MFRelaxed<float> patternRow = 0.0f;
+    MFRelaxed<float> statusRow = 0.0f;
     MFZoneView* zoneViews[zoneViewCount] = {};
 };

@@ -18,6 +18,7 @@
 #include "platform/MFModulePath.h"
 
 #include <cstdio>
+#include <utility>
 
 using namespace mflayout;
 
@@ -73,7 +74,7 @@ MFControl* MFUniClientEditor::findControl(int32_t tag) const {
     return nullptr;
 }
 
-MFControl* MFUniClientEditor::addControl(const ControlRow& row) {
+MFControl* MFUniClientEditor::addControl(const ControlRow& row, bool onTop) {
     MFParameterRegistry& registry = plugin.getRegistry();
     const int32_t boundTag = row.boundTag >= 0 ? row.boundTag : row.tag;
     const MFRelaxed<float>* bound = nullptr;
@@ -154,7 +155,10 @@ MFControl* MFUniClientEditor::addControl(const ControlRow& row) {
         return nullptr;
     }
     made->setPage(plugin.getPanels().pageWords(), row.pageBit);
-    frame->addView(made);
+    if (onTop)
+        onTopViews.push_back(made);
+    else
+        frame->addView(made);
     controls.push_back(made);
     return made;
 }
@@ -174,6 +178,7 @@ void MFUniClientEditor::addLaneView(int32_t tag, const CRect& rect, int32_t bitm
     view->setup(laneSteps, nullptr, getBitmap(bitmap), true, true, 0, false, noSpriteFirst,
                 noSpriteLast, false, noSpriteBorder, laneMaxEnd, MFZoneView::defaultAlpha);
     view->watchDirtyFlag(&lane.dirty);
+    view->watchMark(&lane.markedPattern);
     frame->addView(view);
     zoneViews[laneIndex < 0 ? 0 : 1 + laneIndex] = view;
 }
@@ -313,7 +318,8 @@ void MFUniClientEditor::buildLayout() {
     // The marker lies under the column picture, whose rows show the same choice.
     auto* marker = static_cast<MFImage*>(addControl(markerAndPlayhead[0]));
     marker->bindPosition(nullptr, &markerOffset);
-    auto* playhead = static_cast<MFImage*>(addControl(markerAndPlayhead[1]));
+    // Departing from its place under the lanes: the playhead must show over the zones it plays.
+    auto* playhead = static_cast<MFImage*>(addControl(markerAndPlayhead[1], true));
     playhead->bindPosition(&playheadPixel, nullptr);
     addControl(mainPresetMenu);
 
@@ -330,7 +336,50 @@ void MFUniClientEditor::buildLayout() {
                 addControl(outputControls[c]);
     }
 
+    for (MFControl* view : onTopViews)
+        frame->addView(view);
+    onTopViews.clear();
+
     updatePageMarker();
+    bindStatePictures();
+}
+
+namespace {
+// Rows of the status picture.
+constexpr float statusHostSync = 0.0f;
+constexpr float statusWaitingForNote = 1.0f;
+constexpr float statusLearning = 2.0f;
+constexpr float statusLoading = 3.0f;
+constexpr float statusBypassed = 4.0f;
+constexpr int32_t statusTag = 517, patternKeysTag = 523, patternNameTag = 524;
+} // namespace
+
+void MFUniClientEditor::bindStatePictures() {
+    updateStateRows();
+    // The pictures' rows are whole numbers already.
+    const std::pair<int32_t, const MFRelaxed<float>*> bindings[] = {
+        {statusTag, &statusRow}, {patternKeysTag, &patternRow}, {patternNameTag, &patternRow}};
+    for (const auto& [tag, row] : bindings) {
+        if (auto* picture = dynamic_cast<MFDisplay*>(findControl(tag))) {
+            picture->setRawBound(true);
+            picture->bind(row);
+        }
+    }
+}
+
+void MFUniClientEditor::updateStateRows() {
+    patternRow = float(plugin.getPattern());
+    const MFTransport& transport = plugin.getTransport();
+    float status = statusHostSync;
+    if (plugin.isLoading())
+        status = statusLoading;
+    else if (transport.bypassOn.load() == 0.0f)
+        status = statusBypassed;
+    else if (plugin.getMidiInput().learnTag.load() >= 0)
+        status = statusLearning;
+    else if (transport.positionMode.load() != 0 && transport.noteHeld.load() == 0.0f)
+        status = statusWaitingForNote;
+    statusRow = status;
 }
 
 void MFUniClientEditor::updatePageMarker() {

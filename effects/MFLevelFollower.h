@@ -44,6 +44,30 @@ public:
         y1 = y;
     }
     // The smoothed level, clamped to 0..1.
+    // The same as feed on each frame's larger channel, with the coefficients read once:
+    // the state stays in registers across a whole run between ticks.
+    void feedRun(const float* left, const float* right, int32_t count) {
+        const float a = coefficientA, b = coefficientB, c = coefficientC;
+        const float fallScale = peakFallScale;
+        float p = peak, fall = peakFall, previous = y1, out = output;
+        for (int32_t k = 0; k < count; ++k) {
+            const float x = left[k] > right[k] ? left[k] : right[k];
+            p -= fall;
+            if (!(p > 0.0f))
+                p = 0.0f;
+            if (x > p) {
+                p = x < inputCeiling ? x : inputCeiling;
+                fall = p * fallScale;
+            }
+            const float y = (p + denormalOffset - b * previous) * a;
+            out = (y + previous) * c;
+            previous = y;
+        }
+        peak = p;
+        peakFall = fall;
+        y1 = previous;
+        output = out;
+    }
     float valueAtTick() const;
 
     // The rise knob: the corner of the smoothing.

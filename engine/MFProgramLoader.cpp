@@ -30,6 +30,7 @@ void MFProgramLoader::stop() {
     wakeups.notify_one();
     thread.join();
     pending.store(none, std::memory_order_relaxed);
+    pendingActions.store(0, std::memory_order_relaxed);
 }
 
 bool MFProgramLoader::request(int32_t number) noexcept {
@@ -43,6 +44,15 @@ bool MFProgramLoader::request(int32_t number) noexcept {
     return true;
 }
 
+bool MFProgramLoader::requestActions(uint32_t actions) noexcept {
+    if (actions == 0 || !isRunning())
+        return false;
+    pendingActions.fetch_or(actions, std::memory_order_release);
+    wakeups.fetch_add(1, std::memory_order_release);
+    wakeups.notify_one();
+    return true;
+}
+
 void MFProgramLoader::run() {
     uint32_t seen = 0;
     for (;;) {
@@ -51,10 +61,16 @@ void MFProgramLoader::run() {
         seen = wakeups.load(std::memory_order_acquire);
         if (quitting.load(std::memory_order_acquire))
             return;
+        // A program change first: actions posted with it act on the state it brings.
         const int32_t number = pending.exchange(none, std::memory_order_acq_rel);
-        if (number == none)
-            continue;
-        target.loadProgramChange(number);
-        finished.fetch_add(1, std::memory_order_release);
+        if (number != none) {
+            target.loadProgramChange(number);
+            finished.fetch_add(1, std::memory_order_release);
+        }
+        const uint32_t actions = pendingActions.exchange(0, std::memory_order_acq_rel);
+        if (actions != 0) {
+            target.runActions(actions);
+            actionsRun.fetch_add(1, std::memory_order_release);
+        }
     }
 }

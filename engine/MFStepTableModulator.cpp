@@ -96,7 +96,7 @@ void MFStepTableModulator::tickTable(int32_t which, int32_t step, float ticksPer
     const bool recording = t.recordLevel >= recordingLevel;
     // The truncated step: a fractional step on a swing crossing is no new step.
     const float recordStep = recording ? static_cast<float>(step) : 0.0f;
-    float value = xy.valueAt(step);
+    float value = xy.stepValue(step);
     // A damaged table must not send NaN or infinity into a knob.
     if (!std::isfinite(value))
         value = 0.0f;
@@ -134,7 +134,8 @@ void MFStepTableModulator::tickTable(int32_t which, int32_t step, float ticksPer
         if (!(remaining > 0.0f)) {
             t.smoothed = target;
             t.slots[destination] = target;
-            merge();
+            if (destination != 0)
+                merge();
         } else {
             t.remaining = remaining;
             t.slope = (t.smoothed - target) / remaining;
@@ -152,7 +153,9 @@ void MFStepTableModulator::tickTable(int32_t which, int32_t step, float ticksPer
         }
         t.smoothed = smoothed;
         t.slots[destination] = smoothed;
-        merge();
+        // Slot 0 drives no knob: a table set to "none" only keeps its ramp going.
+        if (destination != 0)
+            merge();
     }
 }
 

@@ -36,6 +36,25 @@ public:
         ppqPosition = float(exactPosition);
         return jumped;
     }
+    // advance over up to count samples, stopping after the sample that jumped; returns how
+    // many samples moved. The sum is the same, sample by sample, as count calls of advance.
+    int32_t advanceRun(const BlockTiming& t, int32_t count, bool& jumped) {
+        double position = exactPosition;
+        int32_t k = 0;
+        jumped = false;
+        while (k < count) {
+            position += t.increment;
+            ++k;
+            if (t.hasLoopPoint && position >= t.loopPoint) {
+                position = t.cycleStart;
+                jumped = true;
+                break;
+            }
+        }
+        exactPosition = position;
+        ppqPosition = float(position);
+        return k;
+    }
     // Moves the position, as a jump or a reset does.
     void setPosition(double ppq) {
         exactPosition = ppq;

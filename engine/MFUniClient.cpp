@@ -181,7 +181,7 @@ void MFUniClient::readSettings() {
 }
 
 void MFUniClient::setIgnoreProgramChange(bool ignore) {
-    // The loader's thread exists only once program changes are accepted.
+    // Program changes are dropped when the system would not give the loader a thread.
     if (!ignore && !programLoader.start())
         ignore = true;
     ignoreProgramChange = ignore ? 1 : 0;
@@ -271,6 +271,10 @@ void MFUniClient::fillNoiseTable() {
 void MFUniClient::suspend() {
     std::lock_guard<std::recursive_mutex> lock(stateLock);
     bufferRegistry.clearAll();
+    // Nothing sounds until the host resumes: no lane stays lit.
+    masterLane.markZone(masterLane.noMark);
+    for (MFEffectLane& lane : lanes)
+        lane.zones.markZone(lane.zones.noMark);
 }
 
 void MFUniClient::resume() {
@@ -278,6 +282,9 @@ void MFUniClient::resume() {
     dcLeftX = dcLeftY = dcRightX = dcRightY = 0.0f;
     // Audio starts again from nothing: no fade from an old level.
     masterGain = masterTarget = masterLevel;
+    // The pattern buttons pressed on the audio thread need the loader's thread as well as
+    // the program changes do.
+    programLoader.start();
 }
 
 void MFUniClient::setSampleRate(float rate) {
@@ -483,6 +490,8 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
             std::memset(outputs[1], 0, sizeof(float) * std::size_t(frames > 0 ? frames : 0));
         return;
     }
+    audioThread.store(pthread_self(), std::memory_order_relaxed);
+    audioThreadKnown.store(true, std::memory_order_release);
     // Buffers asked for more room inside the block are grown by the grower's thread.
     MFBufferGrower::AudioBlock audioBlock(context.bufferGrower);
 
@@ -497,24 +506,37 @@ void MFUniClient::processReplacing(float** inputs, float** outputs, int32_t fram
     const float* inRight = inputs[1];
     {
         MFRoundingGuard truncation;
-        for (int32_t i = 0; i < frames; ++i) {
-            // A bad host sample must not settle in the level follower or the output filter.
-            const float left = mfdsp::finiteInput(inLeft[i]);
-            const float right = mfdsp::finiteInput(inRight[i]);
-            if (context.controlBlockCounter == tickPeriod)
+        // Runs of samples between ticks: the samples of a run only feed the work rows, the
+        // level follower and the position, each in a loop of its own that the compiler can
+        // keep in registers or vectorise.
+        int32_t i = 0;
+        while (i < frames) {
+            if (context.controlBlockCounter >= tickPeriod)
                 runTick(i);
-            // Outputs are cleared only after the input sample was read: hosts may run in place.
-            blockOutLeft[i] = 0.0f;
-            blockOutRight[i] = 0.0f;
-            workLeft[0][pendingCount] = left;
-            workRight[0][pendingCount] = right;
-            follower.feed(left > right ? left : right);
-            workLeft[1][pendingCount] = left;
-            workRight[1][pendingCount] = right;
-            const bool jumped = transport.advance(blockTiming);
-            ++context.controlBlockCounter;
-            ++pendingCount;
-            denormalOffset = -denormalOffset;
+            const int32_t room = tickPeriod - context.controlBlockCounter;
+            bool jumped = false;
+            // A jump ends the run after its sample: the next tick comes at once.
+            const int32_t n = transport.advanceRun(blockTiming, std::min(room, frames - i), jumped);
+            float* const rowLeft = workLeft[0] + pendingCount;
+            float* const rowRight = workRight[0] + pendingCount;
+            float* const dryLeft = workLeft[1] + pendingCount;
+            float* const dryRight = workRight[1] + pendingCount;
+            for (int32_t k = 0; k < n; ++k) {
+                // A bad host sample must not settle in the level follower or the output filter.
+                const float left = mfdsp::finiteInput(inLeft[i + k]);
+                const float right = mfdsp::finiteInput(inRight[i + k]);
+                rowLeft[k] = left;
+                rowRight[k] = right;
+                dryLeft[k] = left;
+                dryRight[k] = right;
+            }
+            // Outputs are cleared only after the input was read: hosts may run in place.
+            std::fill_n(blockOutLeft + i, n, 0.0f);
+            std::fill_n(blockOutRight + i, n, 0.0f);
+            follower.feedRun(rowLeft, rowRight, n);
+            context.controlBlockCounter += n;
+            pendingCount += n;
+            i += n;
             if (jumped)
                 restartAtNextSample();
         }
@@ -580,6 +602,15 @@ void MFUniClient::programChange(int32_t number) {
 }
 
 void MFUniClient::loadProgramChange(int32_t number) {
+    // The editor's pass under way ends first; the next one stays out until the load is
+    // done and redraws what it replaced. The state lock comes after: a pass may take it.
+    loaderInside.store(true, std::memory_order_seq_cst);
+    struct LoaderLeaves {
+        std::atomic<bool>& flag;
+        ~LoaderLeaves() { flag.store(false, std::memory_order_seq_cst); }
+    } leaves{loaderInside};
+    while (editorInside.load(std::memory_order_seq_cst))
+        editorInside.wait(true, std::memory_order_seq_cst);
     std::lock_guard<std::recursive_mutex> lock(stateLock);
     MFChunk* preset = presetLibrary.midiProgram(number);
     if (!preset)
@@ -587,6 +618,27 @@ void MFUniClient::loadProgramChange(int32_t number) {
     preset->position = 0;
     if (readState(*preset, 0, false, true, false))
         presetNames[0] = preset->name;
+}
+
+void MFUniClient::runActions(uint32_t actions) {
+    // Kept apart from the editor's pass and the main thread's loads, as a load is.
+    loaderInside.store(true, std::memory_order_seq_cst);
+    struct LoaderLeaves {
+        std::atomic<bool>& flag;
+        ~LoaderLeaves() { flag.store(false, std::memory_order_seq_cst); }
+    } leaves{loaderInside};
+    while (editorInside.load(std::memory_order_seq_cst))
+        editorInside.wait(true, std::memory_order_seq_cst);
+    std::lock_guard<std::recursive_mutex> lock(stateLock);
+    runActionsHere(actions);
+}
+
+void MFUniClient::runOrPost(uint32_t actions) {
+    // Dropped when the loader cannot run: the audio thread never builds zones.
+    if (onAudioThread())
+        programLoader.requestActions(actions);
+    else
+        runActionsHere(actions);
 }
 
 // --- state and chunks ----------------------------------------------------------------------

@@ -33,8 +33,10 @@
 #include "presets/MFSettingsStore.h"
 #include "vst/AudioEffectX.h"
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <pthread.h>
 #include <string>
 #include <vector>
 
@@ -152,11 +154,22 @@ public:
     void endStructureChange() override { handshake.release(); }
     // Whether the audio thread is silenced for a structure change or a load.
     bool isLoading() const { return handshake.held(); }
-    // Held by the editor while it changes zones or tables: a MIDI program change loads on
-    // its own thread and rebuilds them, and must wait for the edit to end. Never taken
-    // on the audio thread.
-    std::unique_lock<std::recursive_mutex> editLock() {
-        return std::unique_lock<std::recursive_mutex>(stateLock);
+    // The editor's pass (its events, edits and drawing) and a MIDI program change's load
+    // on the loader's thread keep out of each other without a lock. The editor never
+    // waits: while a load runs enterEditorPass says no, and the editor leaves its events
+    // for the next idle. A load waits for a pass under way to end, which takes a few
+    // milliseconds at most.
+    bool enterEditorPass() {
+        editorInside.store(true, std::memory_order_seq_cst);
+        if (loaderInside.load(std::memory_order_seq_cst)) {
+            leaveEditorPass();
+            return false;
+        }
+        return true;
+    }
+    void leaveEditorPass() {
+        editorInside.store(false, std::memory_order_seq_cst);
+        editorInside.notify_all();
     }
 
     // Read-only views for the editor, the tests and the renderer.
@@ -220,6 +233,15 @@ protected:
     void finishLoad() override;
     // MFProgramLoader::Target: a MIDI program change, on the loader's thread.
     void loadProgramChange(int32_t number) override;
+    // MFProgramLoader::Target: pattern buttons pressed on the audio thread.
+    void runActions(uint32_t actions) override;
+
+    // The pattern buttons' actions, as bits for the loader.
+    static constexpr uint32_t actionInit = 1u << 0;
+    static constexpr uint32_t actionCopy = 1u << 1;
+    static constexpr uint32_t actionPaste = 1u << 2;
+    static constexpr uint32_t actionChaos = 1u << 3;
+    static constexpr int32_t firstLaneInitBit = 8; // lane n's init is bit 8 + n
 
 private:
     // Second half of construction: records wired, lanes and tables prepared.
@@ -246,6 +268,14 @@ private:
     void sendStretchSpeed();
     void resendAllParameters();
     template <class Action> void forEditGroup(Action&& action);
+    // The buttons' actions build and free zones: on the audio thread (a learned
+    // controller, the host's automation) they go to the loader's thread instead.
+    void runOrPost(uint32_t actions);
+    void runActionsHere(uint32_t actions);
+    bool onAudioThread() const {
+        return audioThreadKnown.load(std::memory_order_acquire) &&
+               pthread_equal(pthread_self(), audioThread.load(std::memory_order_relaxed));
+    }
 
     // Per-lane state fed by the fan-out (MFUniClientTick.cpp).
     void setLaneBypass(int32_t lane, float on);
@@ -299,7 +329,6 @@ private:
     MFRelaxed<float> peakRight = 0.0f;
     MFRelaxed<float> wetGain = 1.0f;
     MFRelaxed<float> dryGain = 0.0f;
-    float denormalOffset = 1e-8f;
     float velocityOffsets[3] = {1.2e-06f, 2.4e-06f, 3.6e-06f};
     int32_t velocityOffsetIndex = 0;
     float noiseTable[noiseTableSize];
@@ -379,6 +408,13 @@ private:
     // Serialises the threads that read or replace the state, the library and the names:
     // the host's and the editor's, and the program-change loader. Never the audio thread.
     std::recursive_mutex stateLock;
+    // The two sides of the editor's pass against the loader's load: each raises its own
+    // flag, then looks at the other's (sequentially consistent, so both cannot pass).
+    std::atomic<bool> editorInside{false};
+    // The thread that runs the blocks, as last seen by processReplacing.
+    std::atomic<pthread_t> audioThread{};
+    std::atomic<bool> audioThreadKnown{false};
+    std::atomic<bool> loaderInside{false};
     // Last, so that it is gone before anything its thread could reach.
     MFProgramLoader programLoader{*this};
 };

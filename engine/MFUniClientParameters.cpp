@@ -497,22 +497,22 @@ void MFUniClient::setInternalParameter(int32_t tag, float v) {
     case 557: // "init_c"
         panels.requestRedraw();
         if (buttonReleased(block, v))
-            forEditGroup([](MFInitInterface& o) { o.initAll(); });
+            runOrPost(actionInit);
         break;
     case 563: // "copy"
         panels.requestRedraw();
         if (buttonReleased(block, v))
-            forEditGroup([](MFInitInterface& o) { o.copy(0, 0); });
+            runOrPost(actionCopy);
         break;
     case 564: // "paste"
         panels.requestRedraw();
         if (buttonReleased(block, v))
-            forEditGroup([](MFInitInterface& o) { o.paste(); });
+            runOrPost(actionPaste);
         break;
     case 565: // "Chaos"
         panels.requestRedraw();
         if (buttonReleased(block, v))
-            forEditGroup([](MFInitInterface& o) { o.random(); });
+            runOrPost(actionChaos);
         break;
     case 558: // "MIDILEARN": the learn overlay's mode, read by the editor
         block.mapped = std::min(3.0f, 4.0f * v);
@@ -547,7 +547,7 @@ void MFUniClient::setLaneParameter(int32_t lane, int32_t tag, float v) {
     } else if (tag == t.init) {
         panels.requestRedraw();
         if (buttonReleased(block, v))
-            l.zones.initCurrent();
+            runOrPost(1u << (firstLaneInitBit + lane));
     } else if (tag == t.release || tag == t.attack) {
         // No lane opens or closes faster than 5 ms: a click-free edge at any setting.
         const float ms = 1000.0f * v * v * v + 5.0f;
@@ -634,4 +634,19 @@ void MFUniClient::storePattern(int32_t value) {
         lane.selectPattern(value);
     eventTables[0].setRow(float(value));
     eventTables[1].setRow(float(value));
+}
+
+void MFUniClient::runActionsHere(uint32_t actions) {
+    if (actions & actionInit)
+        forEditGroup([](MFInitInterface& o) { o.initAll(); });
+    if (actions & actionCopy)
+        forEditGroup([](MFInitInterface& o) { o.copy(0, 0); });
+    if (actions & actionPaste)
+        forEditGroup([](MFInitInterface& o) { o.paste(); });
+    if (actions & actionChaos)
+        forEditGroup([](MFInitInterface& o) { o.random(); });
+    for (int32_t lane = 0; lane < mflane::count; ++lane)
+        if (actions & (1u << (firstLaneInitBit + lane)))
+            lanes[lane].zones.initCurrent();
+    panels.requestRedraw();
 }

@@ -175,16 +175,30 @@ void MFUniClient::closeShutGates() {
     }
 }
 
+namespace {
+// The zone a lane's step value names (zone index + 1, 0 for none), or no zone when
+// the gate is shut.
+int32_t soundingZone(float stepValue, float gate) {
+    using Lane = MFZoneHandlerContainer<MFFloatZoneHandler>;
+    return gate > 0.0f && stepValue > 0.0f ? int32_t(stepValue) - 1 : Lane::noMark;
+}
+} // namespace
+
 void MFUniClient::runLanes() {
     const int32_t step = int32_t(transport.currentStep);
     const float gateFactor = transport.transportGate;
     const float ticksPerMs = context.ticksPerMs;
     MFEffect* const* effects = chain.all();
 
+    // The strip's zone under the position is lit while the sequence runs.
+    masterLane.markZone(soundingZone(masterLane.currentHandler()->stepValue(step), gateFactor));
+
     for (int32_t lane = 0; lane < mflane::count; ++lane) {
         MFLaneGate& g = gates[lane];
         const float stepValue = lanes[lane].zones.currentHandler()->stepValue(step);
         g.tick(stepValue, gateFactor, ticksPerMs);
+        // Lit while its gate is open: a bypassed lane or a stopped sequence lights nothing.
+        lanes[lane].zones.markZone(soundingZone(stepValue, g.getGateValue()));
 
         switch (lane) {
         case mflane::vinyl: {

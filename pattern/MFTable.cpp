@@ -29,11 +29,6 @@ void MFTable::releaseValues() {
     values = nullptr;
 }
 
-float MFTable::load(int32_t index) const {
-    // The editor's thread stores single floats while the audio thread reads them.
-    return std::atomic_ref<float>(values[index]).load(std::memory_order_relaxed);
-}
-
 void MFTable::store(int32_t index, float value) {
     const int32_t n = getSize();
     if (index == 0 || index == n) {
@@ -158,10 +153,7 @@ float MFTable::interpolateAtCursor() {
 }
 
 float MFTable::valueAt(int32_t index) {
-    readCursor = static_cast<float>(index);
-    if (values == nullptr || isBusy() || index < 0 || index > getSize())
-        return 0.0f;
-    return load(index);
+    return stepValue(index);
 }
 
 float MFTable::valueAtPosition(float position) {

@@ -50,6 +50,13 @@ public:
     virtual void reserved2() {}
     virtual float interpolateAtCursor();
     virtual float valueAt(int32_t index);
+    // valueAt without the virtual call, for the audio thread's per-tick reads.
+    float stepValue(int32_t index) {
+        readCursor = static_cast<float>(index);
+        if (values == nullptr || isBusy() || index < 0 || index > getSize())
+            return 0.0f;
+        return load(index);
+    }
     virtual float valueAtPosition(float position);
     virtual void writeAtCursor(float value);
     virtual void setValue(int32_t index, float value);
@@ -103,7 +110,10 @@ protected:
     // values) and applies it through the virtual writers. 0 on a damaged body.
     int32_t readTableBody(MFChunk& chunk, bool skip);
     void releaseValues();
-    float load(int32_t index) const;
+    float load(int32_t index) const {
+        // The editor's thread stores single floats while the audio thread reads them.
+        return std::atomic_ref<float>(values[index]).load(std::memory_order_relaxed);
+    }
     void store(int32_t index, float value);
     float leftNeighbour(int32_t index) const;
     float linearAt(float position) const;

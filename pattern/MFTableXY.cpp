@@ -106,8 +106,7 @@ float MFTableXY::interpolateAtCursor() {
     return blend([](MFTable& t) { return t.interpolateAtCursor(); });
 }
 float MFTableXY::valueAt(int32_t index) {
-    readCursor = static_cast<float>(index);
-    return blend([index](MFTable& t) { return t.valueAt(index); });
+    return stepValue(index);
 }
 float MFTableXY::valueAtPosition(float position) {
     readCursor = position;

@@ -50,6 +50,8 @@ class MFZoneHandlerContainer : public MFChunkableClass,
 public:
     static constexpr int32_t bodyMagic = 512795;
     static constexpr int32_t maximumHandlers = 64;
+    // No zone of the lane is sounding.
+    static constexpr int32_t noMark = -1;
 
     MFZoneHandlerContainer(MFSystemInfo& systemInfo, int32_t groupId, int32_t count,
                            bool isTemporary)
@@ -144,7 +146,8 @@ public:
     int32_t zoneCount() const override { return handlers[clampedCurrent()]->zoneCount(); }
     void setBusy(bool value) override { currentHandler()->setBusy(value); }
     void stepPressed(int32_t step) override { currentHandler()->stepPressed(step); }
-    bool isMarkedStep(int32_t step) override { return step == markedPattern; }
+    // Called with a zone's index in the list: whether that zone is the one sounding now.
+    bool isMarkedStep(int32_t step) override { return step == markedPattern.load(); }
     MFZone* zoneByIndex(int32_t index) override { return currentHandler()->zoneByIndex(index); }
     int32_t indexOfZone(const MFZone* zone) override { return currentHandler()->indexOfZone(zone); }
     int32_t zoneNumberAt(int32_t step) override { return currentHandler()->zoneNumberAt(step); }
@@ -153,6 +156,14 @@ public:
     void pasteZones() override { MFContainerGlobals::zonePointer = this; }
     void randomise(int32_t) override {}
     void setRandomSteps(int32_t steps) override { randomSteps = steps; }
+
+    // The audio thread names the zone it plays (its index in the list, or noMark) once a
+    // tick; the zone view reads it at idle. Stored only when it changes, so that a steady
+    // zone costs a load and no write to a line the editor reads.
+    void markZone(int32_t index) {
+        if (markedPattern.load() != index)
+            markedPattern.store(index);
+    }
 
     // --- init interface -----------------------------------------------------------------
     // Empties only the current pattern, once per existing pattern, on purpose: the lane
@@ -218,7 +229,7 @@ public:
     MFRelaxed<int32_t> previous = 0;
     Handler* handlers[maximumHandlers] = {};
     int32_t copySource = -1;
-    int32_t markedPattern = 0;
+    MFRelaxed<int32_t> markedPattern = noMark;
     int32_t randomSteps = 128;
 
 private:

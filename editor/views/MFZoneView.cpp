@@ -78,6 +78,8 @@ CRect MFZoneView::zoneRect(int32_t first, int32_t last) const {
 void MFZoneView::blit(CDrawContext& context, int32_t x, int32_t row, int32_t strength) {
     const int32_t h = size.height();
     const CRect cell(x, size.top, x + sprite->getWidth(), size.bottom);
+    if (drawAreaSet && cell.intersection(drawArea).isEmpty())
+        return;
     const CPoint source(0, row * h);
     if (strength == 0)
         sprite->draw(context, cell, source);
@@ -103,6 +105,13 @@ void MFZoneView::drawCells(CDrawContext& context, int32_t start, int32_t end, in
     for (int32_t i = 1; i < n; ++i)
         blit(context, int32_t(float(leftPixel) + float(i) * w), group + 2, strength);
     blit(context, int32_t(float(leftPixel) + float(n) * w), group + 3, strength);
+}
+
+void MFZoneView::drawRect(CDrawContext& context, const CRect& updateRect) {
+    drawArea = updateRect;
+    drawAreaSet = true;
+    draw(context);
+    drawAreaSet = false;
 }
 
 void MFZoneView::draw(CDrawContext& context) {
@@ -365,6 +374,36 @@ void MFZoneView::onIdle() {
         setDirty();
         laneDirty->store(false);
     }
+    if (markedZone) {
+        const int32_t mark = markedZone->load();
+        if (mark != lastMark) {
+            // Only the zone that went out and the zone that lit up change their look.
+            invalidZone(lastMark);
+            invalidZone(mark);
+            lastMark = mark;
+        }
+    }
+}
+
+void MFZoneView::invalidZone(int32_t index) {
+    if (!lane || index < 0)
+        return;
+    const std::vector<MFZone*>& list = lane->zones();
+    if (index >= int32_t(list.size()))
+        return; // no such zone is drawn
+    const MFZone* zone = list[std::size_t(index)];
+    const int32_t o = scrollSteps();
+    const int32_t first = zone->start - o;
+    const int32_t last = zone->end - o;
+    if (last < 0 || first >= stepsShown)
+        return;
+    invalidRect(zoneRect(first, last).intersection(size));
+}
+
+void MFZoneView::watchMark(const MFRelaxed<int32_t>* mark) {
+    markedZone = mark;
+    if (mark)
+        lastMark = mark->load();
 }
 
 void MFZoneView::valueChanged(CControl* control) {

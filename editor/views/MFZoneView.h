@@ -49,12 +49,17 @@ public:
                int32_t alpha);
     // The lane's "something changed wholesale" flag; the idle redraws and clears it.
     void watchDirtyFlag(MFRelaxed<bool>* flag) { laneDirty = flag; }
+    // The index of the zone the audio side plays now; the idle redraws when it moves.
+    void watchMark(const MFRelaxed<int32_t>* mark);
     // The optional context menu: opened at a right click, it reports back to this view.
     void setPopup(MFControl* menu) { popup = menu; }
     void setCustomDraw(CustomDraw f) { customDraw = f; }
     void setAfterDraw(AfterDraw f) { afterDraw = f; }
 
     void draw(CDrawContext& context) override;
+    // Only the cells that meet the area are blitted: a playhead passing over the lanes
+    // redraws a strip of each, not all its cells.
+    void drawRect(CDrawContext& context, const CRect& updateRect) override;
     int onMouseDown(CPoint where, long buttons) override;
     int onMouseMoved(CPoint where, long buttons) override;
     int onMouseUp(CPoint where, long buttons) override;
@@ -90,6 +95,8 @@ private:
     // Whether a zone other than dragZone lies at step.
     MFZone* otherZoneAt(int32_t step);
     void clearDrop();
+    // Marks the area of the zone with this index in the list for redrawing.
+    void invalidZone(int32_t index);
 
     CustomDraw customDraw = nullptr;
     AfterDraw afterDraw = nullptr;
@@ -102,6 +109,11 @@ private:
     CColor colourBorder;
     const float* scroll = nullptr;
     MFRelaxed<bool>* laneDirty = nullptr;
+    // The area being redrawn while a pass runs; the whole view otherwise.
+    CRect drawArea;
+    bool drawAreaSet = false;
+    const MFRelaxed<int32_t>* markedZone = nullptr;
+    int32_t lastMark = 0;
     int32_t pressStep = 0;
     int32_t currentStep = 0;
     int32_t grabOffset = 0;

@@ -4,9 +4,7 @@
 // Run under the address sanitizer this also shows that no derived length or index leaves
 // its buffer; a hang trips the watchdog.
 
-#include "engine/MFUniClient.h"
-#include "pattern/MFZone.h"
-#include "support/FakeHost.h"
+#include "engine/EngineRig.h"
 #include "support/SignalMeasure.h"
 
 #include <gtest/gtest.h>
@@ -73,65 +71,37 @@ private:
     std::thread thread;
 };
 
-class Player {
-public:
-    Player() {
-        client = new MFUniClient(FakeHost::callback());
-        host.attach(client);
-        client->dispatcher(vst::effSetSampleRate, 0, 0, nullptr, rate);
-        client->dispatcher(vst::effMainsChanged, 0, 1, nullptr, 0.0f);
-        host.setPlaying(0.0, 120.0);
-        openEveryLane();
-        const std::vector<float> s = signal::sine(110.0, rate, blockSize, 0.35f);
-        const std::vector<float> n = signal::noise(blockSize, 5);
-        for (int i = 0; i < blockSize; ++i) {
-            inLeft.push_back(s[std::size_t(i)] + 0.15f * n[std::size_t(i)]);
-            inRight.push_back(s[std::size_t(i)] - 0.15f * n[std::size_t(i)]);
+// Plays some blocks of a sine with noise; the largest output magnitude, or infinity for a
+// non-finite sample.
+float play(EngineRig& rig, int blocks) {
+    const std::vector<float> s = signal::sine(110.0, rate, blockSize, 0.35f);
+    const std::vector<float> n = signal::noise(blockSize, 5);
+    std::vector<float> l(blockSize), r(blockSize);
+    for (std::size_t i = 0; i < l.size(); ++i) {
+        l[i] = s[i] + 0.15f * n[i];
+        r[i] = s[i] - 0.15f * n[i];
+    }
+    float worst = 0.0f;
+    for (int b = 0; b < blocks; ++b) {
+        rig.outLeft.clear();
+        rig.outRight.clear();
+        rig.run(l, r, {blockSize});
+        for (const std::vector<float>* o : {&rig.outLeft, &rig.outRight}) {
+            if (!signal::allFinite(o->data(), o->size()))
+                return std::numeric_limits<float>::infinity();
+            worst = std::max(worst, signal::peak(o->data(), o->size()));
         }
     }
-
-    // A zone over the whole pattern on every lane and pattern; init, random and Chaos
-    // buttons among the records may have taken them away.
-    void openEveryLane() {
-        for (int32_t lane = 0; lane < mflane::count; ++lane) {
-            for (int32_t p = 0; p < MFEffectLane::patternCount; ++p) {
-                MFFloatZoneHandler* handler = client->getLane(lane).zones.handler(p);
-                handler->clearZones(false);
-                MFZone* zone = handler->createZone(0);
-                zone->start = 0;
-                zone->end = 31;
-                handler->addZone(zone);
-            }
-        }
-    }
-
-    // Plays some blocks; the largest output magnitude, or infinity for a non-finite sample.
-    float play(int blocks) {
-        std::vector<float> l = inLeft, r = inRight, ol(blockSize), orr(blockSize);
-        float* in[2] = {l.data(), r.data()};
-        float* out[2] = {ol.data(), orr.data()};
-        float worst = 0.0f;
-        for (int b = 0; b < blocks; ++b) {
-            client->processReplacing(in, out, blockSize);
-            host.advance(blockSize, rate);
-            for (const std::vector<float>* o : {&ol, &orr}) {
-                if (!signal::allFinite(o->data(), o->size()))
-                    return std::numeric_limits<float>::infinity();
-                worst = std::max(worst, signal::peak(o->data(), o->size()));
-            }
-        }
-        return worst;
-    }
-
-    FakeHost host;
-    MFUniClient* client = nullptr;
-    std::vector<float> inLeft, inRight;
-};
+    return worst;
+}
 
 TEST(HostileValues, EveryRecordTakesAnyFloatWithEveryLanePlaying) {
-    Player player;
-    MFUniClient& c = *player.client;
-    ASSERT_LT(player.play(4), levelBound);
+    EngineRig rig(rate);
+    MFUniClient& c = *rig.client;
+    // A zone over the whole pattern on every lane and pattern; init, random and Chaos
+    // buttons among the records may take them away, so they are painted again.
+    openEveryLane(c, MFEffectLane::patternCount);
+    ASSERT_LT(play(rig, 4), levelBound);
     std::vector<int32_t> tags;
     for (const MFParameterRecord* r : c.getRegistry().recordsAll)
         tags.push_back(r->index);
@@ -144,19 +114,19 @@ TEST(HostileValues, EveryRecordTakesAnyFloatWithEveryLanePlaying) {
         for (const float v : hostileValues) {
             watchdog.at(tag, v);
             c.setParameter(tag, v);
-            const float level = player.play(blocksPerValue);
+            const float level = play(rig, blocksPerValue);
             if (!(level < levelBound) && ++failures <= 20)
                 ADD_FAILURE() << "tag " << tag << " at " << v << ": output peak " << level;
         }
         c.setParameter(tag, original);
-        player.openEveryLane();
+        openEveryLane(c, MFEffectLane::patternCount);
     }
     EXPECT_EQ(failures, 0);
 
     // The host reads back what it sent; only the mapped forms are held to the range.
     c.setParameter(61, 1e9f);
     EXPECT_EQ(c.getParameter(61), 1e9f);
-    EXPECT_LT(player.play(4), levelBound);
+    EXPECT_LT(play(rig, 4), levelBound);
 }
 
 } // namespace

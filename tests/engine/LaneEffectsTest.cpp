@@ -2,91 +2,29 @@
 // stay ended, the level lines, the Filter lane's sources, the Stutter at a zone's end,
 // effects left idle by closed lanes, and zone edges without clicks.
 
-#include "engine/MFUniClient.h"
-#include "pattern/MFZone.h"
-#include "support/FakeHost.h"
+#include "engine/EngineRig.h"
 #include "support/SignalMeasure.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <string>
 #include <vector>
-
-using namespace vst;
 
 namespace {
 
 constexpr float rate = 48000.0f;
 constexpr int64_t stepSamples = 6000; // a sixteenth at 120 bpm and 48 kHz
-constexpr float sixteenths = 0.15f;   // "Tempo" raw value for four steps per beat
 
-// Runs a hook after every tick's work, with the tick's absolute sample.
-class HookedClient : public MFUniClient {
-public:
-    explicit HookedClient(HostCallback host) : MFUniClient(host) {}
-    void runTick(int32_t i) override {
-        MFUniClient::runTick(i);
-        if (afterTick)
-            afterTick(blockStart + i);
-    }
-    std::function<void(int64_t)> afterTick;
-    int64_t blockStart = 0;
-};
-
-// The plug-in on a playing host at 120 bpm, sixteenth steps, unity master gain, every
-// lane empty until painted.
-class LaneRig {
-public:
-    LaneRig() {
-        client = new HookedClient(FakeHost::callback());
-        host.attach(client);
-        client->setSampleRate(rate);
-        client->setParameter(1, 0.5f); // "masterlevel": unity
-        client->resume();
-        host.setPlaying(0.0, 120.0);
-        client->setParameter(499, sixteenths);
-        client->setParameter(501, 0.0f); // position by the host's song position
-    }
-
-    void paint(int32_t lane, int32_t first, int32_t last) {
-        MFFloatZoneHandler* handler = client->getLane(lane).zones.handler(0);
-        MFZone* zone = handler->createZone(0);
-        zone->start = first;
-        zone->end = last;
-        ASSERT_TRUE(handler->addZone(zone));
-    }
-
-    // Runs frames of input(sample) on both channels in host blocks of `block`, and keeps
-    // the output.
-    void run(int64_t frames, const std::function<float(int64_t)>& input, int block = 256) {
-        const std::size_t size = std::size_t(block);
-        std::vector<float> l(size), r(size), ol(size), orr(size);
-        for (int64_t done = 0; done < frames;) {
-            const int n = int(std::min<int64_t>(block, frames - done));
-            for (int k = 0; k < n; ++k)
-                l[std::size_t(k)] = r[std::size_t(k)] = input(client->blockStart + k);
-            float* in[2] = {l.data(), r.data()};
-            float* out[2] = {ol.data(), orr.data()};
-            client->processReplacing(in, out, n);
-            outLeft.insert(outLeft.end(), ol.begin(), ol.begin() + n);
-            outRight.insert(outRight.end(), orr.begin(), orr.begin() + n);
-            client->blockStart += n;
-            host.advance(n, rate);
-            done += n;
-        }
-    }
-
+// The plug-in at 48 kHz on a playing host at 120 bpm, sixteenth steps, unity master gain,
+// every lane empty until painted.
+struct LaneRig : EngineRig {
+    LaneRig() : EngineRig(48000.0f) { sixteenths(); }
     double rmsDb(int64_t from, int64_t to) const {
         const double level = signal::rms(&outLeft[std::size_t(from)], std::size_t(to - from));
         return 20.0 * std::log10(level + 1e-30);
     }
-
-    FakeHost host;
-    HookedClient* client;
-    std::vector<float> outLeft, outRight;
 };
 
 float noiseAt(int64_t sample) {
@@ -178,6 +116,15 @@ TEST(LaneEffects, TonalDelayAndReverbLanesSendTheirLevelLine) {
     }
 }
 
+// A Filter zone on steps 4 to 7: "FilterCutoff" 0.2, "FilterPeak" (4 v - 2) as given,
+// "FilterAttack" 0 (struck at once) and "FilterDecay" 0.5 (250 ms).
+void filterZone(LaneRig& rig, float peakRaw) {
+    rig.paint(mflane::filter, 4, 7);
+    const std::pair<int32_t, float> knobs[] = {{44, 0.2f}, {46, peakRaw}, {47, 0.0f}, {48, 0.5f}};
+    for (const auto& [tag, value] : knobs)
+        rig.client->setParameter(tag, value);
+}
+
 // The Filter lane's cutoff is the knob plus the peak times a source, clamped to 0..1. The
 // source is the lane's own attack-decay envelope, struck by each zone, or, with "env_mode"
 // on, a follower of the input's level that no zone moves.
@@ -185,11 +132,7 @@ TEST(LaneEffects, FilterCutoffFollowsTheEnvelopeOrTheInputLevel) {
     const float decayTicks = 250.0f * rate / 64.0f / 1000.0f; // "FilterDecay" 0.5: 250 ms
     for (float peakRaw : {0.75f, 0.25f}) {                    // peak +1 and -1
         LaneRig rig;
-        rig.paint(mflane::filter, 4, 7);
-        rig.client->setParameter(44, 0.2f);    // "FilterCutoff"
-        rig.client->setParameter(46, peakRaw); // "FilterPeak": 4 v - 2
-        rig.client->setParameter(47, 0.0f);    // "FilterAttack": struck at once
-        rig.client->setParameter(48, 0.5f);    // "FilterDecay"
+        filterZone(rig, peakRaw);
         const float peak = 4.0f * peakRaw - 2.0f;
         const MFEffect& filter = rig.client->getChain().filter;
         int64_t struck = -1;
@@ -211,12 +154,8 @@ TEST(LaneEffects, FilterCutoffFollowsTheEnvelopeOrTheInputLevel) {
     }
 
     LaneRig rig;
-    rig.paint(mflane::filter, 4, 7);
+    filterZone(rig, 0.75f);
     rig.client->setParameter(476, 1.0f); // "env_mode": the follower
-    rig.client->setParameter(44, 0.2f);
-    rig.client->setParameter(46, 0.75f);
-    rig.client->setParameter(47, 0.0f);
-    rig.client->setParameter(48, 0.5f);
     const MFEffect& filter = rig.client->getChain().filter;
     std::vector<float> cutoffs;
     rig.client->afterTick = [&](int64_t) { cutoffs.push_back(filter.getParameterValue(0)); };

@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <memory>
 #include <utility>
@@ -228,8 +227,6 @@ TEST(StepTableModulator, RecordingWritesTheHeldKnobIntoTheDisplayedTableOncePerS
 }
 
 TEST(StepTableModulator, DamagedTableValuesNeverReachAKnob) {
-    EXPECT_EQ(std::bit_cast<uint32_t>(MFStepTableModulator::neverSeen), 0xC49A43F3u);
-    EXPECT_EQ(std::bit_cast<uint32_t>(MFStepTableModulator::firstSourceLast), 0x3EAA7EFAu);
     Rig r;
     r.mod->setList(MFStepTableModulator::tableA, listRoom);
     r.a.setRawOnRow(1, 0, std::nanf(""));

@@ -2,10 +2,8 @@
 // Stutter's "initstutter" act when the button is let go, once, and never because a value
 // was loaded or sent while the button was already up.
 
-#include "engine/MFUniClient.h"
-#include "pattern/MFZone.h"
+#include "engine/EngineRig.h"
 #include "presets/PresetTestSupport.h"
-#include "support/FakeHost.h"
 
 #include <gtest/gtest.h>
 
@@ -34,11 +32,7 @@ protected:
         return client->getLane(index).zones;
     }
     void paint(int32_t laneIndex, int32_t first, int32_t last) {
-        MFZoneHandlerContainer<MFFloatZoneHandler>& zones = lane(laneIndex);
-        MFZone* zone = zones.createZone(0);
-        zone->start = first;
-        zone->end = last;
-        ASSERT_TRUE(zones.addZone(zone));
+        paintZone(lane(laneIndex), client->getPattern(), first, last);
     }
     Ranges zonesOf(int32_t laneIndex, int32_t pattern) {
         Ranges out;
@@ -73,13 +67,15 @@ protected:
     MFUniClient* client = nullptr;
 };
 
-TEST_F(ReleaseButtons, InitAllEmptiesTheCurrentPatternAtTheRelease) {
+// "init_c", a lane's init and "initstutter": nothing while pressed or when a 0 reaches a
+// button that is up; the release acts.
+TEST_F(ReleaseButtons, InitsActOnTheirReleaseOnly) {
     paint(mflane::loop, 0, 3);
     paint(mflane::reverb, 8, 9);
     MFTableXY& table = client->getLane(mflane::filter).tableA;
     const float initial = table.rawAt(5, 0);
     table.setRawOnRow(5, 0, 0.77f);
-
+    client->setParameter(initAllTag, 0.0f);
     client->setParameter(initAllTag, 1.0f);
     client->setParameter(initAllTag, 0.3f);
     EXPECT_EQ(zonesOf(mflane::loop, 0), (Ranges{{0, 3}})) << "pressed, not yet let go";
@@ -88,10 +84,20 @@ TEST_F(ReleaseButtons, InitAllEmptiesTheCurrentPatternAtTheRelease) {
     EXPECT_TRUE(zonesOf(mflane::reverb, 0).empty());
     EXPECT_EQ(table.rawAt(5, 0), initial) << "the table is back at its default";
 
-    // A 0 sent to a button that is up is no release.
-    paint(mflane::loop, 4, 6);
-    client->setParameter(initAllTag, 0.0f);
-    EXPECT_EQ(zonesOf(mflane::loop, 0), (Ranges{{4, 6}}));
+    const MFLaneTags& t = mflane::tags[mflane::delay];
+    paint(mflane::delay, 10, 12);
+    client->setParameter(t.init, 0.0f);
+    EXPECT_EQ(zonesOf(mflane::delay, 0), (Ranges{{10, 12}}));
+    click(t.init);
+    EXPECT_TRUE(zonesOf(mflane::delay, 0).empty());
+
+    MFTableXY& events = client->getEventTable(0);
+    const float eventDefault = events.rawAt(2, 0);
+    events.setRawOnRow(2, 0, 0.2f);
+    client->setParameter(initStutterTag, 0.0f);
+    EXPECT_EQ(events.rawAt(2, 0), 0.2f);
+    click(initStutterTag);
+    EXPECT_EQ(events.rawAt(2, 0), eventDefault);
 }
 
 TEST_F(ReleaseButtons, CopyThenPasteCarriesThePatternToAnother) {
@@ -128,23 +134,6 @@ TEST_F(ReleaseButtons, ChaosRandomisesTheTablesAtTheRelease) {
     EXPECT_GT(changed, after.size() / 2);
     client->setParameter(chaosTag, 0.0f);
     EXPECT_EQ(tableValues(), after);
-}
-
-TEST_F(ReleaseButtons, LaneAndStutterInitsActOnTheirReleaseOnly) {
-    const MFLaneTags& t = mflane::tags[mflane::delay];
-    paint(mflane::delay, 10, 12);
-    client->setParameter(t.init, 0.0f);
-    EXPECT_EQ(zonesOf(mflane::delay, 0), (Ranges{{10, 12}}));
-    click(t.init);
-    EXPECT_TRUE(zonesOf(mflane::delay, 0).empty());
-
-    MFTableXY& events = client->getEventTable(0);
-    const float initial = events.rawAt(2, 0);
-    events.setRawOnRow(2, 0, 0.2f);
-    client->setParameter(initStutterTag, 0.0f);
-    EXPECT_EQ(events.rawAt(2, 0), 0.2f);
-    click(initStutterTag);
-    EXPECT_EQ(events.rawAt(2, 0), initial);
 }
 
 // A stored button value, pressed or not, is loaded as a value and nothing more. The

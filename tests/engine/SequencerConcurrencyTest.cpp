@@ -90,8 +90,13 @@ public:
         int round = 0;
         while (!stop.load()) {
             for (int32_t lane : paintedLanes) {
-                // As the editor does for each gesture: a load on another thread waits.
-                const auto edit = client->editLock();
+                // As the editor's idle does: no gesture while a program change loads.
+                if (!client->enterEditorPass())
+                    continue;
+                struct Leave {
+                    MFUniClient* c;
+                    ~Leave() { c->leaveEditorPass(); }
+                } leave{client};
                 MFZoneHandlerContainer<MFFloatZoneHandler>& zones = client->getLane(lane).zones;
                 const int32_t first = step(random);
                 if (MFZone* existing = zones.zoneAt(first)) {
@@ -251,4 +256,32 @@ TEST(SequencerConcurrency, ProgramChangesLoadBesideTheMainThreadsLoads) {
     // has finished, no load may hold the handshake.
     s.client->getProgramLoader().stop();
     EXPECT_FALSE(s.client->isLoading()) << "every load ends its handshake";
+}
+
+// A program change that arrives while the editor is inside its pass waits for the pass to
+// end, and the editor is never kept waiting: it is turned away while the load runs.
+TEST(SequencerConcurrency, AProgramChangeWaitsForTheEditorsPassAndTheEditorNeverWaits) {
+    ProgramHome home;
+    Session s;
+    s.client->getPresetLibrary().scan(home.library());
+    MFProgramLoader& loader = s.client->getProgramLoader();
+    ASSERT_TRUE(loader.isRunning());
+
+    ASSERT_TRUE(s.client->enterEditorPass());
+    ASSERT_TRUE(loader.request(1));
+    // Long enough for an unguarded load (a few milliseconds) to have finished.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(loader.completed(), 0u) << "the load ran inside the editor's pass";
+    // The pass may go on calling the plug-in: the waiting load holds none of its state
+    // (if it did, this call would never return).
+    char name[vst::kVstMaxProgNameLen + 1];
+    EXPECT_TRUE(s.client->getProgramNameIndexed(0, 0, name));
+    s.client->leaveEditorPass();
+
+    for (int tries = 0; tries < 5000 && loader.completed() < 1; ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(loader.completed(), 1u);
+    // With no load running the editor goes straight in.
+    EXPECT_TRUE(s.client->enterEditorPass());
+    s.client->leaveEditorPass();
 }

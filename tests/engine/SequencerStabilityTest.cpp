@@ -4,9 +4,7 @@
 // every block. Whatever the settings, what leaves the plug-in is finite, free of
 // denormals and of bounded level.
 
-#include "engine/MFUniClient.h"
-#include "pattern/MFZone.h"
-#include "support/FakeHost.h"
+#include "engine/EngineRig.h"
 #include "support/SignalMeasure.h"
 
 #include <gtest/gtest.h>
@@ -28,23 +26,11 @@ struct Result {
     float peak = 0.0f;
 };
 
-class Stress {
+class Stress : public EngineRig {
 public:
-    Stress(float rate, double tempo) : rate(rate) {
-        client = new MFUniClient(FakeHost::callback());
-        host.attach(client);
-        client->dispatcher(vst::effSetSampleRate, 0, 0, nullptr, rate);
-        client->dispatcher(vst::effMainsChanged, 0, 1, nullptr, 0.0f);
+    Stress(float rate, double tempo) : EngineRig(rate) {
         host.setPlaying(0.0, tempo);
-        for (int32_t lane = 0; lane < mflane::count; ++lane) {
-            for (int32_t p = 0; p < MFEffectLane::patternCount; ++p) {
-                MFFloatZoneHandler* handler = client->getLane(lane).zones.handler(p);
-                MFZone* zone = handler->createZone(0);
-                zone->start = 0;
-                zone->end = 31;
-                EXPECT_TRUE(handler->addZone(zone));
-            }
-        }
+        openEveryLane(*client, MFEffectLane::patternCount);
         const std::vector<float> n = signal::noise(blockSize * 16, 7);
         const std::vector<float> s = signal::sine(110.0, rate, blockSize * 16, 0.25f);
         for (std::size_t i = 0; i < n.size(); ++i) {
@@ -66,10 +52,7 @@ public:
                 inL[std::size_t(i)] = silent ? 0.0f : sourceLeft[at + std::size_t(i)];
                 inR[std::size_t(i)] = silent ? 0.0f : sourceRight[at + std::size_t(i)];
             }
-            float* in[2] = {inL.data(), inR.data()};
-            float* out[2] = {outL.data(), outR.data()};
-            client->processReplacing(in, out, blockSize);
-            host.advance(blockSize, rate);
+            block(inL.data(), inR.data(), outL.data(), outR.data(), blockSize);
             for (const std::vector<float>* o : {&outL, &outR}) {
                 r.finite = r.finite && signal::allFinite(o->data(), o->size());
                 r.denormals += signal::denormalCount(o->data(), o->size());
@@ -79,9 +62,6 @@ public:
         }
     }
 
-    float rate;
-    FakeHost host;
-    MFUniClient* client = nullptr;
     std::vector<float> sourceLeft, sourceRight;
 };
 

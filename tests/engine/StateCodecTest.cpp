@@ -2,12 +2,9 @@
 // the preset paths restore, and what a damaged stream is not allowed to touch. Expected
 // streams are built here word by word from the layout, never taken from the writer.
 
-#include "engine/MFUniClient.h"
-#include "engine/MidiTestEvents.h"
+#include "engine/EngineRig.h"
 #include "pattern/MFChunk.h"
-#include "pattern/MFZone.h"
 #include "presets/PresetTestSupport.h"
-#include "support/FakeHost.h"
 
 #include <gtest/gtest.h>
 
@@ -118,16 +115,6 @@ std::vector<uint32_t> stateOf(MFUniClient& c, int32_t category) {
     return std::vector<uint32_t>(chunk.data, chunk.data + chunk.capacity());
 }
 
-void paint(MFZoneHandlerContainer<MFFloatZoneHandler>& lane, int32_t pattern, int32_t first,
-           int32_t last) {
-    MFFloatZoneHandler* handler = lane.handler(pattern);
-    ASSERT_NE(handler, nullptr);
-    MFZone* zone = handler->createZone(0);
-    zone->start = first;
-    zone->end = last;
-    ASSERT_TRUE(handler->addZone(zone));
-}
-
 using Ranges = std::vector<std::pair<int32_t, int32_t>>;
 Ranges zonesOf(MFZoneHandlerContainer<MFFloatZoneHandler>& lane, int32_t pattern) {
     Ranges out;
@@ -171,6 +158,14 @@ std::vector<Element> elementsOf(const std::vector<uint32_t>& w) {
 // Every test runs in a home of its own: no settings, no content, no default preset.
 class StateTest : public ::testing::Test {
 protected:
+    // Settings for the instances made after this; the first start is already done.
+    void storeSettings(const char* name, int32_t value) {
+        MFSettingsStore store;
+        ASSERT_TRUE(store.open("Cadenzoid"));
+        store.setInteger("firstuse", 1);
+        store.setInteger(name, value);
+        store.close();
+    }
     TempFolder home;
     ScopedEnv config{"XDG_CONFIG_HOME", home.folder("config").c_str()};
     ScopedEnv data{"XDG_DATA_HOME", home.folder("data").c_str()};
@@ -179,11 +174,11 @@ protected:
 TEST_F(StateTest, WholeStateRoundTripRestoresZonesTablesMapsNamesAndProgram) {
     Instance a;
     MFUniClient& c = *a;
-    paint(c.getLane(mflane::loop).zones, 0, 0, 3);
-    paint(c.getLane(mflane::loop).zones, 5, 8, 15);
-    paint(c.getLane(mflane::stutter).zones, 2, 28, 31);
-    paint(c.getLane(mflane::reverb).zones, 11, 30, 31);
-    paint(c.getMasterLane(), 3, 4, 7);
+    paintZone(c.getLane(mflane::loop).zones, 0, 0, 3);
+    paintZone(c.getLane(mflane::loop).zones, 5, 8, 15);
+    paintZone(c.getLane(mflane::stutter).zones, 2, 28, 31);
+    paintZone(c.getLane(mflane::reverb).zones, 11, 30, 31);
+    paintZone(c.getMasterLane(), 3, 4, 7);
     MFTableXY& table = c.getLane(mflane::filter).tableA;
     ASSERT_GE(table.getRowCount(), 3);
     table.setRawOnRow(5, 2, 0.77f);
@@ -358,14 +353,14 @@ TEST_F(StateTest, FormatsOneAndTwoReadWithTheirOwnLayouts) {
 TEST_F(StateTest, RefusedStreamsLeaveTheStateUntouchedAndSayWhy) {
     // The stream offered: a different state, so that any partial load would show.
     Instance source;
-    paint(source->getLane(mflane::delay).zones, 1, 2, 5);
+    paintZone(source->getLane(mflane::delay).zones, 1, 2, 5);
     source->setParameter(loopSizeTag, 0.05f);
     source->getMidiMaps().controllers[1].push_back(entry(9, 0));
     const std::vector<uint32_t> good = chunkOf(*source);
     const std::vector<Element> elements = elementsOf(good);
 
     Instance target;
-    paint(target->getLane(mflane::loop).zones, 0, 0, 3);
+    paintZone(target->getLane(mflane::loop).zones, 0, 0, 3);
     target->setParameter(loopSizeTag, 0.9f);
     target->getMidiMaps().controllers[2].push_back(entry(11, 0));
     const std::vector<uint32_t> before = chunkOf(*target);
@@ -436,9 +431,12 @@ std::string writeStateFile(MFUniClient& c, const std::string& path) {
     return path;
 }
 
-TEST_F(StateTest, HostRecallRestoresProgramAndFolderButAPresetFileDoesNot) {
+// A preset file leaves program and folder to the library and ignores a record kept on
+// presets (reset to its default like the rest of the category); a host recall restores all.
+TEST_F(StateTest, HostRecallRestoresProgramFolderAndKeptRecordsButAPresetFileDoesNot) {
     Instance a;
     a->setParameter(loopSizeTag, 0.3f);
+    a->setParameter(scratchMixTag, 0.25f);
     MFPresetHost& host = *a;
     host.setFolderIndex(2);
     host.setCurrentProgram(5);
@@ -446,97 +444,56 @@ TEST_F(StateTest, HostRecallRestoresProgramAndFolderButAPresetFileDoesNot) {
     const std::string file = writeStateFile(*a, home.folder("saved") + "State.cdz");
 
     Instance b;
+    MFParameterRecord* kept = b->getRegistry().byTag(loopSizeTag);
+    kept->keepOnPreset = 1;
+    b->setParameter(loopSizeTag, 0.9f);
     ASSERT_TRUE(b->getPresetManager().loadPreset(file.c_str(), 0));
-    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), 0.3f);
+    EXPECT_EQ(b->getRegistry().rawValue(scratchMixTag), 0.25f);
+    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), kept->defaultValue);
     EXPECT_EQ(b->getFolderIndex(), 0);
     EXPECT_EQ(b->getProgram(), 0);
     EXPECT_EQ(b->getPresetNames()[0], "State");
 
     setChunk(*b, bytes);
+    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), 0.3f);
     EXPECT_EQ(b->getFolderIndex(), 2);
     EXPECT_EQ(b->getProgram(), 5);
 }
 
-TEST_F(StateTest, KeptRecordIgnoresAPresetButNotTheHostsRecall) {
-    Instance a;
-    a->setParameter(loopSizeTag, 0.3f);
-    const std::vector<uint32_t> bytes = chunkOf(*a);
+// A preset load replaces the learned controllers unless "CC Map Recall isolate" is on.
+// Reopening a session is no preset load: its maps come back whatever the setting.
+TEST_F(StateTest, PresetLoadsKeepTheMapsOnlyWhenIsolatedAndARecallAlwaysRestoresThem) {
+    for (const bool isolate : {false, true}) {
+        SCOPED_TRACE(isolate ? "isolated" : "not isolated");
+        storeSettings("CC Map Recall isolate", isolate ? 1 : 0);
+        Instance a;
+        a->getMidiMaps().controllers[7].push_back(entry(47, 0));
+        a->getMidiMaps().controllers[74] = {entry(44, 0), entry(300, 2)};
+        a->getMidiMaps().global.push_back(entry(13, 1));
+        a->setParameter(loopSizeTag, 0.3f);
+        const std::string file = writeStateFile(*a, home.folder("saved") + "Mapped.cdz");
+        const std::vector<uint32_t> session = chunkOf(*a);
 
-    Instance b;
-    MFParameterRecord* kept = b->getRegistry().byTag(loopSizeTag);
-    kept->keepOnPreset = 1;
-    b->setParameter(loopSizeTag, 0.9f);
-    MFChunk preset;
-    preset.attachCopy(bytes.data(), bytes.size() * 4);
-    ASSERT_TRUE(b->readState(preset, 0, false, true, false));
-    // Reset to the default like every record of the category; the stored value is ignored.
-    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), kept->defaultValue);
-    setChunk(*b, bytes);
-    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), 0.3f);
-}
+        Instance b, c;
+        for (Instance* own : {&b, &c}) {
+            (*own)->getMidiMaps().controllers[20].push_back(entry(5, 0));
+            (*own)->getMidiMaps().global.push_back(entry(9, 1));
+        }
+        ASSERT_TRUE(b->getPresetManager().loadPreset(file.c_str(), 0));
+        EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), 0.3f);
+        const MFMidiMaps& kept = b->getMidiMaps();
+        EXPECT_EQ(mapOf(kept.controllers[20]), isolate ? (Map{{5, 0}}) : Map{});
+        EXPECT_EQ(mapOf(kept.controllers[7]), isolate ? Map{} : (Map{{47, 0}}));
+        EXPECT_EQ(mapOf(kept.global), isolate ? (Map{{9, 1}}) : (Map{{13, 1}}));
 
-TEST_F(StateTest, IsolatedMapsSurviveAPresetLoad) {
-    {
-        MFSettingsStore store;
-        ASSERT_TRUE(store.open("Cadenzoid"));
-        store.setInteger("firstuse", 1);
-        store.setInteger("CC Map Recall isolate", 1);
-        store.close();
+        setChunk(*c, session);
+        const MFMidiMaps& recalled = c->getMidiMaps();
+        EXPECT_EQ(mapOf(recalled.controllers[7]), (Map{{47, 0}}));
+        EXPECT_EQ(mapOf(recalled.controllers[74]), (Map{{44, 0}, {300, 2}}));
+        EXPECT_TRUE(recalled.controllers[20].empty()) << "the session's maps, not a merge";
+        EXPECT_EQ(mapOf(recalled.global), (Map{{13, 1}}));
+        EXPECT_EQ(chunkOf(*c), session);
     }
-    Instance a;
-    a->getMidiMaps().controllers[7].push_back(entry(47, 0));
-    a->getMidiMaps().global.push_back(entry(13, 0));
-    a->setParameter(loopSizeTag, 0.3f);
-    const std::string file = writeStateFile(*a, home.folder("saved") + "Mapped.cdz");
-
-    Instance b;
-    b->getMidiMaps().controllers[20].push_back(entry(5, 0));
-    b->getMidiMaps().global.push_back(entry(9, 1));
-    ASSERT_TRUE(b->getPresetManager().loadPreset(file.c_str(), 0));
-    EXPECT_EQ(b->getRegistry().rawValue(loopSizeTag), 0.3f);
-    EXPECT_EQ(mapOf(b->getMidiMaps().controllers[20]), (Map{{5, 0}}));
-    EXPECT_TRUE(b->getMidiMaps().controllers[7].empty());
-    EXPECT_EQ(mapOf(b->getMidiMaps().global), (Map{{9, 1}}));
-}
-
-// Reopening a session is no preset load: the learned controllers it carries come back
-// whatever the isolation setting.
-TEST_F(StateTest, HostRecallRestoresTheMapsWithIsolationOn) {
-    {
-        MFSettingsStore store;
-        ASSERT_TRUE(store.open("Cadenzoid"));
-        store.setInteger("firstuse", 1);
-        store.setInteger("CC Map Recall isolate", 1);
-        store.close();
-    }
-    Instance a;
-    a->getMidiMaps().controllers[7].push_back(entry(47, 0));
-    a->getMidiMaps().controllers[74] = {entry(44, 0), entry(300, 2)};
-    a->getMidiMaps().global.push_back(entry(13, 1));
-    const std::vector<uint32_t> session = chunkOf(*a);
-
-    Instance b;
-    b->getMidiMaps().controllers[20].push_back(entry(5, 0));
-    setChunk(*b, session);
-    EXPECT_EQ(mapOf(b->getMidiMaps().controllers[7]), (Map{{47, 0}}));
-    EXPECT_EQ(mapOf(b->getMidiMaps().controllers[74]), (Map{{44, 0}, {300, 2}}));
-    EXPECT_TRUE(b->getMidiMaps().controllers[20].empty()) << "the session's maps, not a merge";
-    EXPECT_EQ(mapOf(b->getMidiMaps().global), (Map{{13, 1}}));
-    EXPECT_EQ(chunkOf(*b), session);
-}
-
-TEST_F(StateTest, PresetLoadWithoutIsolationReplacesTheMaps) {
-    Instance a;
-    a->getMidiMaps().controllers[7].push_back(entry(47, 0));
-    a->getMidiMaps().global.push_back(entry(13, 0));
-    const std::string file = writeStateFile(*a, home.folder("saved") + "Mapped.cdz");
-
-    Instance b;
-    b->getMidiMaps().controllers[20].push_back(entry(5, 0));
-    ASSERT_TRUE(b->getPresetManager().loadPreset(file.c_str(), 0));
-    EXPECT_TRUE(b->getMidiMaps().controllers[20].empty());
-    EXPECT_EQ(mapOf(b->getMidiMaps().controllers[7]), (Map{{47, 0}}));
-    EXPECT_EQ(mapOf(b->getMidiMaps().global), (Map{{13, 0}}));
 }
 
 void runBlocks(Instance& a, int blocks, std::vector<float>* lastLeft = nullptr) {
@@ -560,13 +517,7 @@ bool waitForLoads(Instance& a, uint32_t count) {
 }
 
 TEST_F(StateTest, MidiProgramChangeLoadsItsNumberOnTheLoadersThread) {
-    {
-        MFSettingsStore store;
-        ASSERT_TRUE(store.open("Cadenzoid"));
-        store.setInteger("firstuse", 1);
-        store.setInteger("ignorePrgChange", 0);
-        store.close();
-    }
+    storeSettings("ignorePrgChange", 0);
     {
         Instance writer;
         const std::string folder = home.folder("library/Midi Programs");
@@ -700,20 +651,19 @@ TEST_F(ProgramTest, TheCurrentProgramLoadsWhenTheStateIsNotIt) {
     EXPECT_EQ(loopSize(), 0.6f);
 }
 
-TEST_F(ProgramTest, PreviousAndNextFollowTheListAcrossFolders) {
+// The host's step and the editor's arrows cross folders both ways.
+TEST_F(ProgramTest, StepsFollowTheListAcrossFolders) {
     player->setProgram(0);
-    const std::vector<float> forward{0.12f, 0.13f, 0.21f, 0.22f, 0.31f, 0.41f, 0.11f};
-    for (float value : forward) {
-        player->getPresetManager().nextPreset(0);
-        EXPECT_EQ(loopSize(), value);
-    }
-    EXPECT_EQ(player->getProgram(), 0);
     player->stepProgram(-1);
     EXPECT_EQ(loopSize(), 0.41f);
     EXPECT_EQ(player->getFolderIndex(), 3);
     player->getPresetManager().previousPreset(0);
     EXPECT_EQ(loopSize(), 0.31f);
     EXPECT_EQ(player->getPresetNames()[0], longName);
+    player->getPresetManager().nextPreset(0);
+    player->getPresetManager().nextPreset(0);
+    EXPECT_EQ(loopSize(), 0.11f);
+    EXPECT_EQ(player->getProgram(), 0);
 }
 
 TEST_F(ProgramTest, NamesFitTheHostsBuffer) {

@@ -27,12 +27,14 @@ VstTimeInfo loopingAt(double ppq, double start, double end) {
 }
 
 // Runs n samples of a block and returns the sample index at which the position
-// jumped back (or -1).
-int runBlock(MFTransport& t, const MFTransport::BlockTiming& timing, int n) {
+// jumped back (or -1); counts the samples that said they wrapped.
+int runBlock(MFTransport& t, const MFTransport::BlockTiming& timing, int n, int* wraps = nullptr) {
     int jumpedAt = -1;
     for (int i = 0; i < n; ++i) {
         const float before = t.ppqPosition;
-        t.advance(timing);
+        const bool wrapped = t.advance(timing);
+        if (wraps)
+            *wraps += wrapped ? 1 : 0;
         if (t.ppqPosition < before)
             jumpedAt = i;
     }
@@ -70,15 +72,25 @@ TEST(Transport, StaysOnTheSampleLateInALongSongWithLargeBlocks) {
     EXPECT_NEAR(t.ppqPosition, host, 2.5e-4); // one float step at 2400
 }
 
+// An error of up to half a quarter is chased within the block; more is a jump, and only
+// starts and jumps ask the sequencer for a restart.
 TEST(Transport, JumpsOnlyForErrorsAboveHalfAQuarter) {
     MFTransport t;
     VstTimeInfo info = playingAt(0.0);
-    runBlock(t, t.beginBlock(&info, 64, samplesPerBeat), 64);
+    info.flags &= ~kVstTransportPlaying;
+    EXPECT_FALSE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "stopped";
+    info = playingAt(0.0);
+    auto timing = t.beginBlock(&info, 64, samplesPerBeat);
+    EXPECT_TRUE(timing.restart) << "playback starts";
+    runBlock(t, timing, 64);
+    info = playingAt(64.0 / samplesPerBeat);
+    EXPECT_FALSE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "playing on";
 
     // 0.3 behind: chased, not jumped, and caught up at the block's end.
     t.setPosition(9.7);
     info = playingAt(10.0);
-    const auto timing = t.beginBlock(&info, 441, samplesPerBeat);
+    timing = t.beginBlock(&info, 441, samplesPerBeat);
+    EXPECT_FALSE(timing.restart);
     EXPECT_FLOAT_EQ(t.ppqPosition, 9.7f) << "no jump for an error of 0.3";
     runBlock(t, timing, 441);
     EXPECT_NEAR(t.exactPosition, 10.0 + 441.0 / samplesPerBeat, 1e-9);
@@ -86,8 +98,14 @@ TEST(Transport, JumpsOnlyForErrorsAboveHalfAQuarter) {
     // 0.6 away: jumped at once.
     t.setPosition(3.0);
     info = playingAt(3.6);
-    t.beginBlock(&info, 64, samplesPerBeat);
+    EXPECT_TRUE(t.beginBlock(&info, 64, samplesPerBeat).restart);
     EXPECT_FLOAT_EQ(t.ppqPosition, 3.6f);
+
+    // The host's own loop, wrapping inside the block, is no jump.
+    const double start = 16.0 - 10.0 / samplesPerBeat;
+    t.setPosition(start);
+    info = loopingAt(start, 8.0, 16.0);
+    EXPECT_FALSE(t.beginBlock(&info, 64, samplesPerBeat).restart);
 }
 
 TEST(Transport, HostLoopWrapsAtTheSampleThatReachesItsEnd) {
@@ -98,7 +116,9 @@ TEST(Transport, HostLoopWrapsAtTheSampleThatReachesItsEnd) {
     t.setPosition(start);
     const auto timing = t.beginBlock(&info, 256, samplesPerBeat);
     EXPECT_TRUE(timing.hasLoopPoint);
-    const int jumped = runBlock(t, timing, 256);
+    int wraps = 0;
+    const int jumped = runBlock(t, timing, 256, &wraps);
+    EXPECT_EQ(wraps, 1);
     // After 100 advances the position reaches 16 (allowing one sample for float rounding).
     EXPECT_GE(jumped, 98);
     EXPECT_LE(jumped, 100);
@@ -141,47 +161,14 @@ TEST(Transport, StoppedOrPrerollingHostResetsThePosition) {
     EXPECT_EQ(timing.increment, 0.0);
 }
 
-TEST(Transport, StartsAndJumpsAskForARestartAndChasingDoesNot) {
-    MFTransport t;
-    VstTimeInfo info = playingAt(0.0);
-    info.flags &= ~kVstTransportPlaying;
-    EXPECT_FALSE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "stopped";
-    info = playingAt(0.0);
-    auto timing = t.beginBlock(&info, 64, samplesPerBeat);
-    EXPECT_TRUE(timing.restart) << "playback starts";
-    runBlock(t, timing, 64);
-    info = playingAt(64.0 / samplesPerBeat);
-    EXPECT_FALSE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "playing on";
-    t.setPosition(9.7);
-    info = playingAt(10.0);
-    EXPECT_FALSE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "an error that is chased";
-    info = playingAt(20.0);
-    EXPECT_TRUE(t.beginBlock(&info, 64, samplesPerBeat).restart) << "a jump";
-
-    // The host's loop jumps inside the block: the sample that wraps says so.
-    const double start = 16.0 - 10.0 / samplesPerBeat;
-    t.setPosition(start);
-    info = loopingAt(start, 8.0, 16.0);
-    timing = t.beginBlock(&info, 64, samplesPerBeat);
-    EXPECT_FALSE(timing.restart);
-    int wrapped = 0;
-    for (int i = 0; i < 64; ++i)
-        wrapped += t.advance(timing) ? 1 : 0;
-    EXPECT_EQ(wrapped, 1);
-}
-
-TEST(Transport, MissingTimeInfoChangesNothing) {
+TEST(Transport, MissingTimeInfoChangesNothingAndTheTempoIsRaisedTo45) {
     MFTransport t;
     t.setPosition(2.5);
     t.hostTempo = 133.0;
-    const auto timing = t.beginBlock(nullptr, 256, samplesPerBeat);
-    EXPECT_EQ(timing.increment, 0.0);
+    EXPECT_EQ(t.beginBlock(nullptr, 256, samplesPerBeat).increment, 0.0);
     EXPECT_EQ(t.ppqPosition, 2.5f);
     EXPECT_EQ(t.hostTempo, 133.0);
-}
 
-TEST(Transport, HostTempoIsRaisedTo45) {
-    MFTransport t;
     VstTimeInfo info = playingAt(0.0);
     info.tempo = 30.0;
     t.beginBlock(&info, 64, samplesPerBeat);

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <sstream>
 #include <string>
 
 using namespace vst;
@@ -15,132 +16,40 @@ namespace {
 
 constexpr float kept = -1.0f; // a value a lane, table or mouse area keeps
 
-struct HostRow {
-    int32_t tag;
-    const char* name;
-    float initial;
-    bool isSwitch;
-};
+// The 117 names in tag order, one space between. The switches are the bypasses, 102 to 115.
+const char* const nameList =
+    "PatternKeys masterlevel XloopSize XloopEnvelope XloopSizechng XloopPitchChng "
+    "XloopMix LoopSize LoopxFade LoopDir LoopDecay LoopMix ScratchSize ScratchFWD "
+    "ScratchFwdSlope ScratchBWD ScratchBwdSlope ScratchMix ReversSize ReversXfade "
+    "ReverseDecay ReversMix StretchSpeed StretchGrains StretchFade StretchMix VinylSpeed "
+    "VinylSize VinylSlope StopMix TonalTune TonalFeed TonalWidth TonalHP TonalLevel "
+    "TonalMix StutterTempo StutterAttack StutterDecay StutterMix CrushBit CrushReduce "
+    "CrushDistort CrushMix FilterCutoff FilterReso FilterPeak FilterAttack FilterDecay "
+    "FilterMix PhaserRate PhaserStages PhaserDepth PhaserFeed PhaserWidth PhaserMix "
+    "ChorusRate ChorusDepth ChorusFeed ChorusWidth ChorusMix DelayLeft DelayFeed "
+    "DelayDiff DelayWidth DelayDryLev DelayMix ReverbRoom ReverbDamp ReverbWidth "
+    "ReverbHP ReverbDryLevel ReverbMix XloopSmoothA XloopSmoothB LoopSmoothA LoopSmoothB "
+    "StretchSmoothA StretchSmoothB ScratchSmoothA ScratchSmoothB ReverseSmoothA "
+    "ReverseSmoothB VinylSmoothA VinylSmoothB TonalSmoothA TonalSmoothB StutterSmoothA "
+    "StutterSmoothB CrushSmoothA CrushSmoothB FilterSmoothA FilterSmoothB PhaserSmoothA "
+    "PhaserSmoothB ChorusSmoothA ChorusSmoothB DelaySmoothA DelaySmoothB ReverbSmoothA "
+    "ReverbSmoothB GlobalWet Bypass_X_Loop Bypass_Loop Bypass_Scratchlo_ Bypass_Reverse "
+    "Bypass_Stretch Bypass_Vinyl Bypass_Tonaldela_ Bypass_Stutter Bypass_Crush "
+    "Bypass_Filter Bypass_Phaser Bypass_Chorus Bypass_Delay Bypass_Reverb Swing";
 
-const HostRow hostRows[] = {
-    {0, "PatternKeys", kept, false},
-    {1, "masterlevel", 0.50475, false},
-    {2, "XloopSize", 0.5197, false},
-    {3, "XloopEnvelope", 1, false},
-    {4, "XloopSizechng", 0.8247, false},
-    {5, "XloopPitchChng", 0.5, false},
-    {6, "XloopMix", 1, false},
-    {7, "LoopSize", 0.4797, false},
-    {8, "LoopxFade", 0.4998, false},
-    {9, "LoopDir", 1, false},
-    {10, "LoopDecay", 1, false},
-    {11, "LoopMix", 1, false},
-    {12, "ScratchSize", 0.7, false},
-    {13, "ScratchFWD", 0.2498, false},
-    {14, "ScratchFwdSlope", 0.6336, false},
-    {15, "ScratchBWD", 0.3349, false},
-    {16, "ScratchBwdSlope", 0.6897, false},
-    {17, "ScratchMix", 1, false},
-    {18, "ReversSize", 0.7299, false},
-    {19, "ReversXfade", 0.4894, false},
-    {20, "ReverseDecay", 1, false},
-    {21, "ReversMix", 1, false},
-    {22, "StretchSpeed", 0.5148, false},
-    {23, "StretchGrains", 0.199, false},
-    {24, "StretchFade", 0.4946, false},
-    {25, "StretchMix", 1, false},
-    {26, "VinylSpeed", 0.3998, false},
-    {27, "VinylSize", 0.2796, false},
-    {28, "VinylSlope", 0.685, false},
-    {29, "StopMix", 1, false},
-    {30, "TonalTune", 0.284248, false},
-    {31, "TonalFeed", 0.9096, false},
-    {32, "TonalWidth", 0.505, false},
-    {33, "TonalHP", 0.1699, false},
-    {34, "TonalLevel", 0.829943, false},
-    {35, "TonalMix", 0.3899, false},
-    {36, "StutterTempo", 0.666667, false},
-    {37, "StutterAttack", 0, false},
-    {38, "StutterDecay", 0.009999, false},
-    {39, "StutterMix", 0.9989, false},
-    {40, "CrushBit", 0.155, false},
-    {41, "CrushReduce", 0.5, false},
-    {42, "CrushDistort", 0, false},
-    {43, "CrushMix", 1, false},
-    {44, "FilterCutoff", 0, false},
-    {45, "FilterReso", 0.6393, false},
-    {46, "FilterPeak", 0.35, false},
-    {47, "FilterAttack", 0, false},
-    {48, "FilterDecay", 0.6448, false},
-    {49, "FilterMix", 1, false},
-    {50, "PhaserRate", 0.3849, false},
-    {51, "PhaserStages", 1, false},
-    {52, "PhaserDepth", 0.4899, false},
-    {53, "PhaserFeed", 0.51, false},
-    {54, "PhaserWidth", 0.7776, false},
-    {55, "PhaserMix", 1, false},
-    {56, "ChorusRate", 0.19, false},
-    {57, "ChorusDepth", 0.4994, false},
-    {58, "ChorusFeed", 0.4998, false},
-    {59, "ChorusWidth", 0.2316, false},
-    {60, "ChorusMix", 0.4299, false},
-    {61, "DelayLeft", 0.7037, false},
-    {62, "DelayFeed", 0.2588, false},
-    {63, "DelayDiff", 0.4881, false},
-    {64, "DelayWidth", 1, false},
-    {65, "DelayDryLev", kept, false},
-    {66, "DelayMix", 0.4199, false},
-    {67, "ReverbRoom", 0.7198, false},
-    {68, "ReverbDamp", 0.7044, false},
-    {69, "ReverbWidth", 0.5068, false},
-    {70, "ReverbHP", 0.1444, false},
-    {71, "ReverbDryLevel", kept, false},
-    {72, "ReverbMix", 0.2642, false},
-    {73, "XloopSmoothA", 0, false},
-    {74, "XloopSmoothB", 0, false},
-    {75, "LoopSmoothA", 0, false},
-    {76, "LoopSmoothB", 0, false},
-    {77, "StretchSmoothA", 0, false},
-    {78, "StretchSmoothB", 0, false},
-    {79, "ScratchSmoothA", 0.02, false},
-    {80, "ScratchSmoothB", 0, false},
-    {81, "ReverseSmoothA", 0, false},
-    {82, "ReverseSmoothB", 0, false},
-    {83, "VinylSmoothA", 0.04, false},
-    {84, "VinylSmoothB", 0.1296, false},
-    {85, "TonalSmoothA", 0, false},
-    {86, "TonalSmoothB", 0.0499, false},
-    {87, "StutterSmoothA", 0, false},
-    {88, "StutterSmoothB", 1, false},
-    {89, "CrushSmoothA", 0, false},
-    {90, "CrushSmoothB", 0, false},
-    {91, "FilterSmoothA", 0, false},
-    {92, "FilterSmoothB", 0.1296, false},
-    {93, "PhaserSmoothA", 0, false},
-    {94, "PhaserSmoothB", 0.2298, false},
-    {95, "ChorusSmoothA", 0, false},
-    {96, "ChorusSmoothB", 0, false},
-    {97, "DelaySmoothA", 0, false},
-    {98, "DelaySmoothB", 0, false},
-    {99, "ReverbSmoothA", 0, false},
-    {100, "ReverbSmoothB", 0, false},
-    {101, "GlobalWet", 1, false},
-    {102, "Bypass_X_Loop", 0.5, true},
-    {103, "Bypass_Loop", 0.5, true},
-    {104, "Bypass_Scratchlo_", 0.5, true},
-    {105, "Bypass_Reverse", 0.5, true},
-    {106, "Bypass_Stretch", 0.5, true},
-    {107, "Bypass_Vinyl", 0.5, true},
-    {108, "Bypass_Tonaldela_", 0.5, true},
-    {109, "Bypass_Stutter", 0.5, true},
-    {110, "Bypass_Crush", 0.5, true},
-    {111, "Bypass_Filter", 0.5, true},
-    {112, "Bypass_Phaser", 0.5, true},
-    {113, "Bypass_Chorus", 0.5, true},
-    {114, "Bypass_Delay", 0.5, true},
-    {115, "Bypass_Reverb", 0.5, true},
-    {116, "Swing", 0, false},
-};
+// The values a fresh instance reports, in tag order.
+const float initial[] = {
+    kept,   0.50475,  0.5197, 1,        0.8247, 0.5,      1,      0.4797, 0.4998,   1,      1,
+    1,      0.7,      0.2498, 0.6336,   0.3349, 0.6897,   1,      0.7299, 0.4894,   1,      1,
+    0.5148, 0.199,    0.4946, 1,        0.3998, 0.2796,   0.685,  1,      0.284248, 0.9096, 0.505,
+    0.1699, 0.829943, 0.3899, 0.666667, 0,      0.009999, 0.9989, 0.155,  0.5,      0,      1,
+    0,      0.6393,   0.35,   0,        0.6448, 1,        0.3849, 1,      0.4899,   0.51,   0.7776,
+    1,      0.19,     0.4994, 0.4998,   0.2316, 0.4299,   0.7037, 0.2588, 0.4881,   1,      kept,
+    0.4199, 0.7198,   0.7044, 0.5068,   0.1444, kept,     0.2642, 0,      0,        0,      0,
+    0,      0,        0.02,   0,        0,      0,        0.04,   0.1296, 0,        0.0499, 0,
+    1,      0,        0,      0,        0.1296, 0,        0.2298, 0,      0,        0,      0,
+    0,      0,        1,      0.5,      0.5,    0.5,      0.5,    0.5,    0.5,      0.5,    0.5,
+    0.5,    0.5,      0.5,    0.5,      0.5,    0.5,      0};
 
 class HostParameters : public ::testing::Test {
 protected:
@@ -156,27 +65,30 @@ protected:
 
 TEST_F(HostParameters, EveryRowAsTheTableGivesIt) {
     ASSERT_EQ(host.effect()->numParams, 117);
-    for (const HostRow& row : hostRows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(text(effGetParamName, row.tag), row.name);
+    std::istringstream names(nameList);
+    for (int32_t tag = 0; tag < 117; ++tag) {
+        std::string name;
+        ASSERT_TRUE(names >> name);
+        SCOPED_TRACE(name);
+        EXPECT_EQ(text(effGetParamName, tag), name);
         // The label repeats the name: there is no separate unit for the host.
-        EXPECT_EQ(text(effGetParamLabel, row.tag), row.name);
+        EXPECT_EQ(text(effGetParamLabel, tag), name);
 
         VstParameterProperties p;
         std::memset(&p, 0x5A, sizeof p);
-        EXPECT_EQ(host.dispatch(effGetParameterProperties, row.tag, 0, &p), 1);
-        EXPECT_STREQ(p.label, row.name);
-        EXPECT_EQ(p.flags, row.isSwitch ? kVstParameterIsSwitch : 0);
-        EXPECT_EQ(host.dispatch(effCanBeAutomated, row.tag), 1);
+        EXPECT_EQ(host.dispatch(effGetParameterProperties, tag, 0, &p), 1);
+        EXPECT_EQ(p.label, name);
+        EXPECT_EQ(p.flags, tag >= 102 && tag <= 115 ? kVstParameterIsSwitch : 0);
+        EXPECT_EQ(host.dispatch(effCanBeAutomated, tag), 1);
 
-        const float value = host.getParameter(row.tag);
-        if (row.initial != kept) {
-            EXPECT_FLOAT_EQ(value, row.initial);
+        const float value = host.getParameter(tag);
+        if (initial[tag] != kept) {
+            EXPECT_FLOAT_EQ(value, initial[tag]);
         }
         // "%f %s" with an empty unit: six decimals and a trailing space.
         char expected[64];
         std::snprintf(expected, sizeof expected, "%f ", double(value));
-        EXPECT_EQ(text(effGetParamDisplay, row.tag), expected);
+        EXPECT_EQ(text(effGetParamDisplay, tag), expected);
     }
 }
 

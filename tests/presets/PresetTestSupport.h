@@ -2,6 +2,7 @@
 
 #include "platform/MFMessageService.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -122,23 +123,17 @@ struct PresetWords {
     std::vector<int32_t> payload{42, -1};
 
     std::vector<uint32_t> build() const {
-        std::vector<uint32_t> words;
-        words.push_back(0); // size, filled in below
-        words.push_back(uint32_t(writerVersion));
-        float tempo = 120.0f, rate = 44100.0f;
-        uint32_t bits;
-        std::memcpy(&bits, &tempo, 4);
-        words.push_back(bits);
-        std::memcpy(&bits, &rate, 4);
-        words.push_back(bits);
-        words.push_back(uint32_t(magic));
-        words.push_back(5);
-        words.push_back(uint32_t(pluginVersion));
-        words.push_back(uint32_t(format));
+        std::vector<uint32_t> words{0, // the size, filled in below
+                                    uint32_t(writerVersion),
+                                    std::bit_cast<uint32_t>(120.0f),
+                                    std::bit_cast<uint32_t>(44100.0f),
+                                    uint32_t(magic),
+                                    5,
+                                    uint32_t(pluginVersion),
+                                    uint32_t(format)};
         if (format >= 2)
             words.push_back(uint32_t(productId));
-        for (int32_t w : payload)
-            words.push_back(uint32_t(w));
+        words.insert(words.end(), payload.begin(), payload.end());
         words[0] = uint32_t(words.size());
         return words;
     }

@@ -11,7 +11,6 @@
 #include <sys/inotify.h>
 
 using presettest::MessageCapture;
-using presettest::ScopedEnv;
 using presettest::TempFolder;
 
 namespace {
@@ -43,13 +42,16 @@ std::string stringOf(MFSettingsStore& store, const char* name) {
 
 } // namespace
 
-TEST(SettingsStore, ValuesSurviveReopenAndKeepTheirKind) {
+TEST(SettingsStore, ValuesSurviveReopenKeepTheirKindAndAreCutToSize) {
     TempFolder temp;
     {
         MFSettingsStore store(temp.base());
         ASSERT_TRUE(store.open(product));
         EXPECT_EQ(store.setInteger("ignorePrgChange", -7), 1);
         EXPECT_EQ(store.setString("presetpath0", "/a b/c=d\\e\nf"), 1);
+        store.setInteger("firstuse", 1);
+        store.setString("firstuse", "yes"); // replaces the integer
+        store.setString("long", std::string(3000, 'x').c_str());
         store.close();
         store.close(); // idempotent
     }
@@ -61,26 +63,19 @@ TEST(SettingsStore, ValuesSurviveReopenAndKeepTheirKind) {
     // Escaped characters round-trip, including a newline and the name/value separator.
     EXPECT_EQ(stringOf(store, "presetpath0"), "/a b/c=d\\e\nf");
     // A value of the other kind reads as absent and leaves the output alone.
-    value = 5;
     EXPECT_EQ(store.getInteger("presetpath0", value), 0);
-    EXPECT_EQ(value, 5);
+    EXPECT_EQ(value, -7);
     EXPECT_EQ(stringOf(store, "ignorePrgChange"), "<absent>");
-}
-
-TEST(SettingsStore, SetOverTheOtherKindReplacesTheValue) {
-    TempFolder temp;
-    MFSettingsStore store(temp.base());
-    ASSERT_TRUE(store.open(product));
-    store.setInteger("firstuse", 1);
-    store.setString("firstuse", "yes");
-    store.close();
-    ASSERT_TRUE(store.open(product));
-    int32_t value = 0;
     EXPECT_EQ(store.getInteger("firstuse", value), 0);
     EXPECT_EQ(stringOf(store, "firstuse"), "yes");
     // Exactly one line holds the name: the old value was deleted, not shadowed.
     const std::string text = presettest::readText(settingsFile(temp));
     EXPECT_EQ(text.find("firstuse"), text.rfind("firstuse"));
+    // Strings are cut to the value size, and to the caller's buffer.
+    EXPECT_EQ(stringOf(store, "long").size(), MFSettingsStore::valueBytes - 1);
+    char small[5];
+    ASSERT_EQ(store.getString("long", small, sizeof small), 1);
+    EXPECT_STREQ(small, "xxxx");
 }
 
 TEST(SettingsStore, ClosedOrFailedStoreReturnsZeroEverywhere) {
@@ -90,30 +85,15 @@ TEST(SettingsStore, ClosedOrFailedStoreReturnsZeroEverywhere) {
     EXPECT_FALSE(store.open(product));
     int32_t value = 3;
     char text[8] = "keep";
-    EXPECT_EQ(store.getInteger("x", value), 0);
-    EXPECT_EQ(store.getString("x", text, sizeof text), 0);
-    EXPECT_EQ(store.setInteger("x", 1), 0);
-    EXPECT_EQ(store.setString("x", "y"), 0);
+    EXPECT_EQ(store.getInteger("x", value) + store.getString("x", text, sizeof text) +
+                  store.setInteger("x", 1) + store.setString("x", "y"),
+              0);
     EXPECT_EQ(value, 3);
     EXPECT_STREQ(text, "keep");
     // Product names that would leave the vendor folder are refused.
     MFSettingsStore other(temp.path("ok"));
     EXPECT_FALSE(other.open("../escape"));
     EXPECT_FALSE(other.open(""));
-}
-
-TEST(SettingsStore, StringsAreCutToTheValueSizeAndToTheCallersBuffer) {
-    TempFolder temp;
-    MFSettingsStore store(temp.base());
-    ASSERT_TRUE(store.open(product));
-    const std::string longText(3000, 'x');
-    store.setString("long", longText.c_str());
-    std::string value;
-    ASSERT_EQ(store.getString("long", value), 1);
-    EXPECT_EQ(value.size(), MFSettingsStore::valueBytes - 1);
-    char small[5];
-    ASSERT_EQ(store.getString("long", small, sizeof small), 1);
-    EXPECT_STREQ(small, "xxxx");
 }
 
 // Every write goes through a temporary file and a rename: afterwards only the settings
@@ -290,24 +270,6 @@ TEST(SettingsStore, WriterStaysWithinWhatTheReaderTakes) {
     EXPECT_EQ(reader.setInteger("firstuse", 1), 1);
 }
 
-TEST(SettingsStore, GlobalHelpersUseTheProductNameAndTheXdgConfigFolder) {
-    TempFolder temp;
-    ScopedEnv config("XDG_CONFIG_HOME", temp.base().c_str());
-    EXPECT_STREQ(MFSettingsStore::globalProductName(), "undefined");
-    MFSettingsStore::setGlobalProductName(product);
-    EXPECT_EQ(MFSettingsStore::writeInteger("CC Map Recall isolate", 1), 1);
-    EXPECT_EQ(MFSettingsStore::writeString("contentpath", "/content/"), 1);
-    int32_t value = 0;
-    char text[MFSettingsStore::valueBytes];
-    EXPECT_EQ(MFSettingsStore::readInteger("CC Map Recall isolate", value), 1);
-    EXPECT_EQ(value, 1);
-    EXPECT_EQ(MFSettingsStore::readString("contentpath", text, sizeof text), 1);
-    EXPECT_STREQ(text, "/content/");
-    EXPECT_TRUE(presettest::exists(settingsFile(temp)));
-    MFSettingsStore::setGlobalProductName(nullptr);
-    EXPECT_STREQ(MFSettingsStore::globalProductName(), "undefined");
-}
-
 // --- start-up steps -------------------------------------------------------------------
 
 class SettingsStartup : public ::testing::Test {
@@ -400,16 +362,24 @@ TEST_F(SettingsStartup, ContentPathGivesTheRootAndASecondStartChangesNothing) {
     EXPECT_EQ(value("installpath"), "/moved/");
 }
 
-TEST_F(SettingsStartup, SwitchesAreReadAndNormalised) {
+TEST_F(SettingsStartup, SwitchesAreReadAndNormalisedAndAnUnusableStoreLeavesTheDefaults) {
     start();
     MFSettingsStore store(temp.base());
     store.open(product);
     store.setInteger("ignorePrgChange", 0);
     store.setInteger("CC Map Recall isolate", 5);
     store.close();
-    const auto switches = start();
+    auto switches = start();
     EXPECT_EQ(switches.ignorePrgChange, 0);
     EXPECT_EQ(switches.ccMapRecallIsolate, 1);
+
+    TempFolder blocked;
+    presettest::writeText(blocked.path("Maple Forge"), "not a folder");
+    MFSettingsStore unusable(blocked.base());
+    auto categories = MFPresetCategory::makeList();
+    switches = MFSettingsStartup::run(unusable, product, categories, "/usr/lib/vst", "/d/");
+    EXPECT_EQ(switches.ignorePrgChange, 1);
+    EXPECT_EQ(switches.ccMapRecallIsolate, 0);
 }
 
 TEST_F(SettingsStartup, OldPresetPathIsCopiedOnceAndThenStays) {
@@ -425,11 +395,4 @@ TEST_F(SettingsStartup, OldPresetPathIsCopiedOnceAndThenStays) {
     start();
     EXPECT_EQ(value("presetpath0"), "/old/Presets/");
     EXPECT_EQ(value("presetpath"), "/newer/");
-}
-
-TEST_F(SettingsStartup, UnusableStoreLeavesTheDefaults) {
-    presettest::writeText(temp.path("Maple Forge"), "not a folder");
-    const auto switches = start();
-    EXPECT_EQ(switches.ignorePrgChange, 1);
-    EXPECT_EQ(switches.ccMapRecallIsolate, 0);
 }

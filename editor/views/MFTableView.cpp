@@ -547,10 +547,13 @@ void MFTableView::renderGraph() {
 void MFTableView::draw(CDrawContext& context) {
     if (!isShown() || !table || !buffer || !buffer->isValid())
         return;
-    renderGraph();
+    if (bufferStale || !drawnOnce) {
+        renderGraph();
+        bufferStale = false;
+        ++drawCount;
+    }
     if (!rawBlit(context))
         buffer->copyFrom(context, size);
-    ++drawCount;
 }
 
 bool MFTableView::rawBlit(CDrawContext& context) const {
@@ -617,12 +620,21 @@ bool MFTableView::snapshotChanged() const {
     return scratch != drawnValues;
 }
 
+void MFTableView::setDirty(bool flag) {
+    if (flag)
+        bufferStale = true;
+    MFControl::setDirty(flag);
+}
+
 void MFTableView::onIdle() {
     MFControl::onIdle();
-    // A hidden table is drawn afresh when its page shows; only the shown ones compare.
-    if (!isShown() || !table || isDirty())
+    // A hidden table does no work; it draws afresh when its page shows.
+    const bool shown = isShown();
+    const bool appeared = shown && !shownAtIdle;
+    shownAtIdle = shown;
+    if (!shown || !table || isDirty())
         return;
-    if (snapshotChanged())
+    if (appeared || snapshotChanged())
         setDirty();
 }
 

@@ -104,6 +104,9 @@ public:
     int onMouseMoved(CPoint where, long buttons) override;
     int onMouseUp(CPoint where, long buttons) override;
     void onIdle() override;
+    // A view marked dirty draws its graph afresh; one drawn only because a neighbour's
+    // area covers it (the playhead passing) copies the graph it has.
+    void setDirty(bool flag = true) override;
     void setViewSize(const CRect& rect, bool invalidate = true) override;
     // The popup of table operations.
     void valueChanged(CControl* control) override;
@@ -119,6 +122,7 @@ public:
     float columnPitch() const;
 
     const CRect& getGraphRect() const { return graphRect; }
+    // Drawing passes that rendered the graph (a copy of the graph it has does not count).
     long getDrawCount() const { return drawCount; }
     bool isDragging() const { return dragging; }
     bool isNudging() const { return nudging; }
@@ -224,6 +228,8 @@ private:
     bool overviewRight = false;
     bool overviewMove = false;
     bool drawnOnce = false;
+    bool bufferStale = true;
+    bool shownAtIdle = false;
     bool zeroLine = false;
     bool defaultLine = false;
 };

@@ -442,6 +442,31 @@ TEST(TableView, TheIdleRedrawsOnlyWhenTheTableOrTheStepChanges) {
     EXPECT_EQ(drawsAfter([&] { rig.set(21, 0.6f); }), 0);
 }
 
+// A view passing over the table (the playhead) makes the frame redraw that area: the
+// table copies the graph it has into it rather than drawing the graph again.
+TEST(TableView, AnAreaRedrawnOverTheTableCopiesTheGraphWithoutRedrawingIt) {
+    TableRig rig;
+    rig.set(6, 1.0f);
+    rig.fixture.idle();
+    auto* passing =
+        new MFControl(CRect(6 * pitch, 0, 7 * pitch, 80), nullptr, -1, rig.fixture.frame.get());
+    rig.fixture.frame->addView(passing);
+    rig.fixture.idle();
+    const long drawn = rig.view->getDrawCount();
+    for (int i = 0; i < 3; ++i) {
+        passing->setDirty();
+        rig.fixture.idle();
+    }
+    EXPECT_EQ(rig.view->getDrawCount(), drawn);
+    EXPECT_EQ(rig.fixture.pixel(6 * pitch + 9, top + 20), argb(136, 5, 5));
+    // A change of the table itself still draws the graph, once.
+    rig.set(6, 0.0f);
+    passing->setDirty();
+    rig.fixture.idle();
+    EXPECT_EQ(rig.view->getDrawCount(), drawn + 1);
+    EXPECT_NE(rig.fixture.pixel(6 * pitch + 9, top + 20), argb(136, 5, 5));
+}
+
 // --- event rows ----------------------------------------------------------------------------
 
 // The Stutter's event table shows every row as a band; a press picks the band under the

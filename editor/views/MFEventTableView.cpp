@@ -93,7 +93,6 @@ void MFEventTableView::drawBars(uint32_t flags) {
         if (r == editRow)
             fill(CRect(graphRect.left, band.top, graphRect.left + 1, band.bottom), highlightColour);
     }
-    shownStep = -1;
 }
 
 void MFEventTableView::takeSnapshot(std::vector<float>& into) const {

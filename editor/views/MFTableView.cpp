@@ -257,7 +257,7 @@ int32_t MFTableView::currentStepIndex() const {
 // --- drawing -----------------------------------------------------------------------------
 
 void MFTableView::fill(const CRect& rect, CColor colour) {
-    const CRect r = rect.intersection(size);
+    const CRect r = rect.intersection(renderClip);
     if (r.isEmpty() || !pixels)
         return;
     const uint32_t p = toPixel(colour);
@@ -276,7 +276,7 @@ void MFTableView::line(CPoint from, CPoint to, CColor colour) {
     const int32_t sx = x < to.x ? 1 : -1, sy = y < to.y ? 1 : -1;
     int32_t error = dx + dy;
     for (;;) {
-        if (size.pointInside(CPoint(x, y)))
+        if (renderClip.pointInside(CPoint(x, y)))
             pixels[(y - size.top) * stride + (x - size.left)] = p;
         if (x == to.x && y == to.y)
             break;
@@ -300,15 +300,18 @@ void MFTableView::drawBackground(uint32_t flags) {
     cairo_surface_flush(image);
     const auto* source = reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(image));
     const int32_t sourceStride = cairo_image_surface_get_stride(image) / 4;
-    const int32_t w = std::min(size.width(), background->getWidth());
-    const int32_t h = std::min(size.height(), background->getHeight());
-    for (int32_t y = 0; y < h; ++y)
-        std::copy(source + y * sourceStride, source + y * sourceStride + w, pixels + y * stride);
+    const CRect area = renderClip.intersection(
+        CRect(size.topLeft(), background->getWidth(), background->getHeight()));
+    for (int32_t y = area.top; y < area.bottom; ++y) {
+        const uint32_t* from = source + (y - size.top) * sourceStride + (area.left - size.left);
+        std::copy(from, from + area.width(),
+                  pixels + (y - size.top) * stride + (area.left - size.left));
+    }
 }
 
 void MFTableView::drawBar(const CRect& slot, float v, bool current, uint32_t flags) {
     const int32_t top = valueY(v);
-    CRect bar = CRect(slot.left, top, slot.right, slot.bottom).intersection(size);
+    CRect bar = CRect(slot.left, top, slot.right, slot.bottom).intersection(renderClip);
     if (bar.isEmpty()) {
         // An empty current step still shows where the sequencer is.
         if (current)
@@ -353,18 +356,18 @@ void MFTableView::drawBar(const CRect& slot, float v, bool current, uint32_t fla
 
 void MFTableView::drawBars(uint32_t flags) {
     const int32_t n = steps();
-    const int32_t highlight = (flags & flagCurrentStep) ? currentStepIndex() : -1;
+    const int32_t highlight = (flags & flagCurrentStep) ? shownStep : -1;
     const int32_t gap = (flags & flagTouching) ? 0 : 1;
     for (int32_t i = 0; i < n; ++i) {
         const int32_t left = int32_t(columnLeft(i));
         const int32_t right = int32_t(columnLeft(i + 1));
-        if (right <= graphRect.left || left >= graphRect.right)
+        if (right <= std::max(graphRect.left, renderClip.left) ||
+            left >= std::min(graphRect.right, renderClip.right))
             continue;
         const CRect slot(std::max(graphRect.left, left + gap), graphRect.top,
                          std::min(graphRect.right, right), graphRect.bottom);
         drawBar(slot, readValue(i), i == highlight, flags);
     }
-    shownStep = highlight;
 }
 
 void MFTableView::drawGrid() {
@@ -450,14 +453,17 @@ void MFTableView::rebuildCurveCache() {
 
 void MFTableView::drawCurve(uint32_t flags) {
     if (flags & (flagCurve | flagSmoothCurve)) {
-        rebuildCurveCache();
-        const int32_t w = graphRect.width();
+        // The values stand still while a few steps are redrawn: the cache holds.
+        if (renderClip == size)
+            rebuildCurveCache();
+        const int32_t from = std::max(0, renderClip.left - graphRect.left);
+        const int32_t w = std::min(graphRect.width(), renderClip.right - graphRect.left);
         // Each pixel column joins the previous height: a jump between two steps falls on
         // the first column of the new step, the gap, and never on the bar before it.
         // A zero lies on the graph's last row, where it stays visible.
         const auto curveY = [this](float v) { return std::min(valueY(v), graphRect.bottom - 1); };
-        int32_t previous = curveY(curveCache[0]);
-        for (int32_t px = 0; px < w; ++px) {
+        int32_t previous = curveY(curveCache[std::size_t(std::max(0, from - 1))]);
+        for (int32_t px = from; px < w; ++px) {
             const int32_t y = curveY(curveCache[std::size_t(px)]);
             line(CPoint(graphRect.left + px, previous), CPoint(graphRect.left + px, y), lineColour);
             previous = y;
@@ -480,9 +486,11 @@ void MFTableView::drawUndoCurve() {
     }
 }
 
-void MFTableView::renderGraph() {
+void MFTableView::renderGraph(const CRect& clip) {
     const uint32_t flags = viewFlags();
     layoutRects(flags);
+    renderClip = clip.intersection(size);
+    const bool whole = renderClip == size;
     cairo_surface_t* surface = buffer->getSurface();
     cairo_surface_flush(surface);
     pixels = reinterpret_cast<uint32_t*>(cairo_image_surface_get_data(surface));
@@ -529,14 +537,17 @@ void MFTableView::renderGraph() {
     }
     if (single)
         drawCurve(flags);
-    if (flags & flagOverview)
+    // A part of the graph leaves the strips around it as they are.
+    if ((flags & flagOverview) && whole)
         drawOverview();
-    if (flags & flagRuler)
+    if ((flags & flagRuler) && whole)
         drawRuler();
     cairo_surface_mark_dirty(surface);
     pixels = nullptr;
 
     table->clearFlags(flagDrawing);
+    if (!whole)
+        return;
     takeSnapshot(drawnValues);
     drawnSize = steps();
     drawnRow = table->currentRowIndex();
@@ -548,8 +559,13 @@ void MFTableView::draw(CDrawContext& context) {
     if (!isShown() || !table || !buffer || !buffer->isValid())
         return;
     if (bufferStale || !drawnOnce) {
-        renderGraph();
+        renderGraph(size);
         bufferStale = false;
+        staleColumns = CRect();
+        ++drawCount;
+    } else if (!staleColumns.isEmpty()) {
+        renderGraph(staleColumns);
+        staleColumns = CRect();
         ++drawCount;
     }
     if (!rawBlit(context))
@@ -611,8 +627,6 @@ void MFTableView::takeSnapshot(std::vector<float>& into) const {
 bool MFTableView::snapshotChanged() const {
     if (!drawnOnce || steps() != drawnSize || table->currentRowIndex() != drawnRow)
         return true;
-    if ((viewFlags() & flagCurrentStep) && currentStepIndex() != shownStep)
-        return true;
     if (smoothValue && smoothValue->load() != drawnSmooth)
         return true;
     auto& scratch = const_cast<std::vector<float>&>(scratchValues);
@@ -632,10 +646,30 @@ void MFTableView::onIdle() {
     const bool shown = isShown();
     const bool appeared = shown && !shownAtIdle;
     shownAtIdle = shown;
-    if (!shown || !table || isDirty())
+    if (!shown || !table)
         return;
-    if (appeared || snapshotChanged())
+    // The step is read once here and the drawing shows this one, so that what goes to
+    // the screen matches the steps invalidated below.
+    const int32_t step = (viewFlags() & flagCurrentStep) ? currentStepIndex() : -1;
+    if (isDirty() || appeared || snapshotChanged()) {
+        shownStep = step;
         setDirty();
+        return;
+    }
+    // The sequencer moved on: the graph is drawn again, but only the two steps whose mark
+    // changed go to the screen. They lie under the playhead, so a playing idle repaints
+    // no more than the playhead's own strips.
+    if (step == shownStep)
+        return;
+    for (const int32_t column : {shownStep, step}) {
+        if (column < 0)
+            continue;
+        const CRect slot(int32_t(columnLeft(column)), graphRect.top,
+                         int32_t(columnLeft(column + 1)), graphRect.bottom);
+        staleColumns = staleColumns.isEmpty() ? slot : staleColumns.unionWith(slot);
+        invalidRect(slot);
+    }
+    shownStep = step;
 }
 
 // --- the gesture -------------------------------------------------------------------------

@@ -158,6 +158,7 @@ protected:
     CColor highlightColour{255, 255, 0, 255};
     CColor rulerTextColour = ccolor::black;
     CRect graphRect;
+    // The sequencer's step as the last idle read it: the step the drawing marks.
     int32_t shownStep = -1;
     int32_t editRow = -1;
 
@@ -166,7 +167,9 @@ protected:
 
 private:
     void layoutRects(uint32_t flags);
-    void renderGraph();
+    // Draws the graph into the buffer; clip (in the view's coordinates) limits the pixels
+    // written, for a redraw of a few steps.
+    void renderGraph(const CRect& clip);
     // Copies the buffer's rows into the context's pixels when nothing but an offset lies
     // between them; false leaves it to cairo.
     bool rawBlit(CDrawContext& context) const;
@@ -200,6 +203,10 @@ private:
     const MFRelaxed<float>* currentStep = nullptr;
     MFRelaxed<float>* touchedFlag = nullptr;
     CRect rulerRect;
+    // Where the drawing functions may write; the whole view but for a partial redraw.
+    CRect renderClip;
+    // Steps whose pixels are out of date while the rest of the buffer holds.
+    CRect staleColumns;
     CRect sideRect;
     CRect overviewRect;
     uint32_t flagsClear = 0;

@@ -433,6 +433,15 @@ TEST(TableView, TheIdleRedrawsOnlyWhenTheTableOrTheStepChanges) {
     EXPECT_EQ(drawsAfter([] {}), 0);
     EXPECT_EQ(drawsAfter([&] { playing = 0.7f; }), 0) << "the same step";
     EXPECT_EQ(drawsAfter([&] { playing = 1.2f; }), 1);
+    // A step further, only the two steps whose mark changed go to the screen.
+    rig.fixture.window.presented.clear();
+    EXPECT_EQ(drawsAfter([&] { playing = 2.0f; }), 1);
+    ASSERT_FALSE(rig.fixture.window.presented.empty());
+    CRect pushed = rig.fixture.window.presented[0];
+    for (const CRect& r : rig.fixture.window.presented)
+        pushed = pushed.unionWith(r);
+    EXPECT_GE(pushed.left, 1 * pitch);
+    EXPECT_LE(pushed.right, 3 * pitch);
     EXPECT_EQ(drawsAfter([&] { rig.set(20, 0.6f); }), 1);
     EXPECT_EQ(drawsAfter([&] { rig.table.setRow(3.0f); }), 1);
     EXPECT_EQ(drawsAfter([&] { smooth = 0.5f; }), 1);

@@ -84,6 +84,8 @@ MFControl* MFUniClientEditor::addControl(const ControlRow& row, bool onTop) {
     else if (row.bound == Bound::shown)
         bound = &registry.values[boundTag].mappedAlt;
     CBitmap* bitmap = getBitmap(row.bitmap);
+    if (row.viewClass == ViewClass::tableViewPlace)
+        return addTableView(row);
 
     MFControl* made = nullptr;
     switch (row.viewClass) {

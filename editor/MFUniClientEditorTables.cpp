@@ -56,5 +56,7 @@ MFControl* MFUniClientEditor::addTableView(const ControlRow& row) {
     view->setPage(plugin.getPanels().pageWords(), row.pageBit);
     frame->addView(view);
     controls.push_back(view);
+    // A right click on a step learns a controller for that step alone.
+    learnList.push_back(view);
     return view;
 }

@@ -342,8 +342,9 @@ void MFUniClientEditor::buildLayout() {
     }
 
     connectLearnMenu();
+    // The playhead goes over everything, with what lies beneath it kept aside.
     for (MFControl* view : onTopViews)
-        frame->addView(view);
+        frame->setOverlay(view);
     onTopViews.clear();
 
     updatePageMarker();

@@ -132,6 +132,7 @@ MFOptionMenu* MFUniClientEditor::addPresetMenu(const ControlRow& row, int32_t ca
     menu->setOpenOffset(0, row.rect.height());
     paintLikePresetMenus(*menu);
     menu->setExternalName(&shownPresetNames[category]);
+    menu->setFactoryFolder(plugin.getPresetManager().factoryFolder(category).c_str());
     menu->fillPresets(presetFolder(category).c_str(), extension);
     lanePresetLists[category].push_back(menu);
     return menu;

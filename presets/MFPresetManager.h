@@ -43,11 +43,12 @@ public:
     void setFactoryRoot(const std::string& root);
     MFFileDialog& getFileDialog() const { return *dialog; }
 
+    // The category's folder in the factory content, with a trailing separator, or empty.
+    std::string factoryFolder(int32_t category) const;
+
 private:
     static bool validCategory(int32_t category);
     void stepPreset(int32_t category, int32_t direction);
-    // The category's folder in the factory content, with a trailing separator, or empty.
-    std::string factoryFolder(int32_t category) const;
     // Where the save dialog starts: the remembered folder unless it lies in the factory
     // content, else the user's own save folder, created when missing.
     std::string saveFolder(int32_t category, const std::string& key);

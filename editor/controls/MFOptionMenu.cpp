@@ -193,6 +193,7 @@ void MFOptionMenu::removeAllEntries() {
     if (subOpen)
         closeSubMenu();
     entries.clear();
+    lineFolders.clear();
     hotLine = -1;
     fileString = noFile;
     setDirty();
@@ -234,6 +235,12 @@ void MFOptionMenu::fillPresets(const char* folderPath, const char* fileExtension
     fillFolder(folderPath, fileExtension, depth);
 }
 
+void MFOptionMenu::setFactoryFolder(const char* folderPath) {
+    factoryPath = folderPath ? folderPath : "";
+    if (!factoryPath.empty())
+        MFPaths::addTrailingSeparator(factoryPath);
+}
+
 void MFOptionMenu::fillFolder(const char* folderPath, const char* fileExtension, int32_t level) {
     busy = true;
     depth = level;
@@ -253,21 +260,40 @@ void MFOptionMenu::fillFolder(const char* folderPath, const char* fileExtension,
         addEntry(headerTitle, -1, entryDisabled);
     extension = fileExtension ? fileExtension : "";
 
-    MFFileio listing;
-    if (!path.empty())
-        listing.list(path, (style & styleSubFolders) && depth < maxFolderDepth, true);
+    // The factory folder first, the user's second: a user's file replaces a factory one of
+    // the same name, and folders of the same name become one sub-menu.
     std::vector<std::string> folders;
-    std::vector<std::string> files;
+    std::vector<std::pair<std::string, std::string>> files; // name, folder it lies in
+    std::vector<std::string> factoryFolders;
     const std::string tail = "." + extension;
-    for (const MFFileio::Entry& entry : listing.entries()) {
-        if (entry.isFolder)
-            folders.push_back(entry.name);
-        else if (entry.name.size() > tail.size() &&
-                 entry.name.compare(entry.name.size() - tail.size(), tail.size(), tail) == 0)
-            files.push_back(entry.name.substr(0, entry.name.size() - tail.size()));
+    const bool withFolders = (style & styleSubFolders) && depth < maxFolderDepth;
+    for (const std::string* root : {&factoryPath, &path}) {
+        if (root->empty() || (root == &factoryPath && factoryPath == path))
+            continue;
+        MFFileio listing;
+        listing.list(*root, withFolders, true);
+        for (const MFFileio::Entry& entry : listing.entries()) {
+            if (entry.isFolder) {
+                if (root == &factoryPath)
+                    factoryFolders.push_back(entry.name);
+                if (std::find(folders.begin(), folders.end(), entry.name) == folders.end())
+                    folders.push_back(entry.name);
+            } else if (entry.name.size() > tail.size() &&
+                       entry.name.compare(entry.name.size() - tail.size(), tail.size(), tail) ==
+                           0) {
+                const std::string name = entry.name.substr(0, entry.name.size() - tail.size());
+                auto same = std::find_if(files.begin(), files.end(),
+                                         [&](const auto& f) { return f.first == name; });
+                if (same != files.end())
+                    same->second = *root;
+                else
+                    files.emplace_back(name, *root);
+            }
+        }
     }
     std::sort(folders.begin(), folders.end(), lessByUpperCase);
-    std::sort(files.begin(), files.end(), lessByUpperCase);
+    std::sort(files.begin(), files.end(),
+              [](const auto& a, const auto& b) { return lessByUpperCase(a.first, b.first); });
 
     for (const std::string& name : folders) {
         // The sub-folder flag passes down, so that the whole tree is read, to a depth cap.
@@ -282,13 +308,20 @@ void MFOptionMenu::fillFolder(const char* folderPath, const char* fileExtension,
         sub->minWidth = minWidth;
         sub->offsetY = -textSize;
         sub->parentMenu = this;
+        if (std::find(factoryFolders.begin(), factoryFolders.end(), name) != factoryFolders.end())
+            sub->setFactoryFolder((factoryPath + name).c_str());
         sub->fillFolder((path + name).c_str(), extension.c_str(), depth + 1);
         if (!addSubMenu(sub.release(), name.c_str()))
             break;
     }
-    for (const std::string& name : files)
+    lineFolders.assign(std::size_t(getNbEntries()), std::string());
+    for (const auto& [name, folder] : files) {
         if (!addEntry(name.c_str()))
             break;
+        lineFolders.resize(std::size_t(getNbEntries()));
+        if (folder != path)
+            lineFolders.back() = folder;
+    }
     value = std::min(kept, float(std::max(0, getNbEntries() - 1)));
     scrollPos = 0.0f;
     busy = false;
@@ -331,7 +364,11 @@ bool MFOptionMenu::getCurrentPath(std::string& out, const char* fileExtension) c
     if (index < 0 || fixedLineAt(index) != FixedLine::none || entries[std::size_t(index)].subMenu)
         return false;
     char joined[maxPathBytes];
-    std::snprintf(joined, sizeof joined, "%s%s", path.c_str(),
+    const std::string& folder =
+        std::size_t(index) < lineFolders.size() && !lineFolders[std::size_t(index)].empty()
+            ? lineFolders[std::size_t(index)]
+            : path;
+    std::snprintf(joined, sizeof joined, "%s%s", folder.c_str(),
                   entries[std::size_t(index)].title.c_str());
     out = joined;
     std::replace(out.begin(), out.end(), '\\', MFPaths::separator);

@@ -111,6 +111,10 @@ public:
 
     // Rebuilds a browser's lines from the folder (null keeps the folder it has).
     void fillPresets(const char* folderPath, const char* fileExtension);
+    // A read-only folder listed with the one fillPresets reads (the factory content):
+    // folders of the same name join, and a file of the user's wins over one of the same
+    // name. Set before fillPresets; empty for none.
+    void setFactoryFolder(const char* folderPath);
     const std::string& getFolder() const { return path; }
     const std::string& getExtension() const { return extension; }
     // What the line at index is, among the fixed lines of a browser.
@@ -217,6 +221,9 @@ private:
     CRect openRect;
     CRect listRect;
     std::string path;
+    std::string factoryPath;
+    // The folder each line's file lies in, where it is not path (a factory file).
+    std::vector<std::string> lineFolders;
     std::string extension;
     std::string fileString = noFile;
     std::string sourceText;

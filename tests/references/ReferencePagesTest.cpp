@@ -121,11 +121,9 @@ class ReferencePage : public testing::TestWithParam<int> {};
 
 } // namespace
 
-TEST_P(ReferencePage, MatchesItsPicture) {
-    const int page = GetParam();
-    MFEditorSnapshot snapshot;
-    ASSERT_TRUE(snapshot.render(defaultPreset(), page, false)) << snapshot.error();
-    const std::string name = pageFile(page);
+// Compares what the snapshot drew with the reference picture of that name; on failure
+// writes the drawing and a difference picture beside the build.
+static void expectMatchesReference(MFEditorSnapshot& snapshot, const std::string& name) {
     const std::string referencePath = std::string(CADENZOID_REFERENCE_DIR) + "/" + name + ".png";
     const std::string failures = CADENZOID_REFERENCE_FAILURES;
 
@@ -157,6 +155,20 @@ TEST_P(ReferencePage, MatchesItsPicture) {
         << name << ": " << result.differing << " pixels differ by more than " << channelTolerance
         << " (largest difference " << result.largest << "); see " << failures << "/" << name
         << "-diff.png";
+}
+
+TEST_P(ReferencePage, MatchesItsPicture) {
+    MFEditorSnapshot snapshot;
+    ASSERT_TRUE(snapshot.render(defaultPreset(), GetParam(), false)) << snapshot.error();
+    expectMatchesReference(snapshot, pageFile(GetParam()));
+}
+
+// The main preset browser open over the Filter page: its panel, its folders and its lines.
+TEST(ReferencePages, TheOpenBrowserMatchesItsPicture) {
+    constexpr int filterPage = 9;
+    MFEditorSnapshot snapshot;
+    ASSERT_TRUE(snapshot.render(defaultPreset(), filterPage, false, true)) << snapshot.error();
+    expectMatchesReference(snapshot, MFEditorSnapshot::browserName);
 }
 
 INSTANTIATE_TEST_SUITE_P(Default, ReferencePage, testing::Range(0, MFEditorSnapshot::pageCount),

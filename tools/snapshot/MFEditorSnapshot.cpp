@@ -15,6 +15,7 @@ constexpr float pageScale = 0.071428575f;
 constexpr std::streamoff largestPreset = 16 * 1024 * 1024;
 // A point on the about button.
 const CPoint aboutButton(219, 28);
+const CPoint browserButton(100, 29); // the main preset browser's closed look
 // Idles before the picture is taken, so that everything bound has settled.
 constexpr int settleIdles = 3;
 
@@ -55,7 +56,7 @@ bool MFEditorSnapshot::readPreset(const std::string& path, std::vector<char>& da
     return true;
 }
 
-bool MFEditorSnapshot::render(const std::vector<char>& preset, int page, bool about) {
+bool MFEditorSnapshot::render(const std::vector<char>& preset, int page, bool about, bool browser) {
     auto plugin = std::make_unique<MFUniClient>(&hostCallback, &MFUniClientEditor::create);
     // The plug-in reads the state from memory it may touch: a copy of the caller's bytes.
     std::vector<char> state = preset;
@@ -71,6 +72,10 @@ bool MFEditorSnapshot::render(const std::vector<char>& preset, int page, bool ab
     if (about) {
         editor->getFrame()->onMouseDown(aboutButton, cbutton::left);
         editor->getFrame()->onMouseUp(aboutButton, cbutton::left);
+    }
+    if (browser) {
+        editor->getFrame()->onMouseDown(browserButton, cbutton::left);
+        editor->getFrame()->onMouseUp(browserButton, cbutton::left);
     }
     for (int i = 0; i < settleIdles; ++i)
         editor->idle();

@@ -19,8 +19,11 @@ public:
 
     // preset: a preset file's bytes, or empty for the start-up state. page: 0 (X-Loop) to 13
     // (Reverb), the effects from the top, or -1 for the start-up page. about: with the about
-    // panel open. False, with the reason in error(), when the plug-in refuses the state.
-    bool render(const std::vector<char>& preset, int page, bool about);
+    // panel open; browser: with the main preset browser open. False, with the reason in
+    // error(), when the plug-in refuses the state.
+    bool render(const std::vector<char>& preset, int page, bool about, bool browser = false);
+    // The file name of the picture with the main browser open, beside the pages'.
+    static constexpr const char* browserName = "browser-open";
     // The last picture, opaque RGB; null before a render.
     cairo_surface_t* picture() const { return image; }
     // Writes the last picture as a PNG and reads it back. False with the reason in error().

@@ -32,6 +32,7 @@ void writeOne(MFEditorSnapshot& snapshot, const std::vector<char>& preset, int p
                 cairo_image_surface_get_width(snapshot.picture()),
                 cairo_image_surface_get_height(snapshot.picture()));
 }
+constexpr int filterPage = 9;
 } // namespace
 
 // Read by a leak checker only: fontconfig leaks a few hundred bytes once per process while
@@ -90,5 +91,10 @@ int main(int argc, char** argv) {
         std::snprintf(name, sizeof name, "/page-%02d-%s.png", p, MFEditorSnapshot::pageName(p));
         writeOne(snapshot, state, p, about, allPages + name);
     }
+    if (!snapshot.render(state, filterPage, false, true) ||
+        !snapshot.writePng(allPages + "/" + MFEditorSnapshot::browserName + ".png"))
+        fail(snapshot.error());
+    std::printf("cadenzoid-snapshot: wrote %s/%s.png\n", allPages.c_str(),
+                MFEditorSnapshot::browserName);
     return 0;
 }

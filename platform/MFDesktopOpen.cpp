@@ -1,5 +1,7 @@
 #include "platform/MFDesktopOpen.h"
 
+#include "platform/MFExecutableSearch.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -9,33 +11,10 @@
 
 extern char** environ;
 
-namespace {
-std::string findOnPath(const char* name) {
-    const char* path = std::getenv("PATH");
-    if (!path)
-        return {};
-    const std::string list(path);
-    std::size_t start = 0;
-    while (start <= list.size()) {
-        std::size_t end = list.find(':', start);
-        if (end == std::string::npos)
-            end = list.size();
-        // Only absolute folders: a relative one would run whatever the current folder holds.
-        if (end > start && list[start] == '/') {
-            std::string candidate = list.substr(start, end - start) + "/" + name;
-            if (::access(candidate.c_str(), X_OK) == 0)
-                return candidate;
-        }
-        start = end + 1;
-    }
-    return {};
-}
-} // namespace
-
 bool mfDesktopOpen(const std::string& target) {
     if (target.empty())
         return false;
-    const std::string program = findOnPath("xdg-open");
+    const std::string program = mfFindOnPath("xdg-open");
     if (program.empty())
         return false;
     // Everything the children need is made before the fork: after it, in a process with

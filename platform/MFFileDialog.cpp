@@ -1,5 +1,7 @@
 #include "platform/MFFileDialog.h"
 
+#include "platform/MFExecutableSearch.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -56,24 +58,7 @@ bool MFFileDialog::displayAvailable() {
 }
 
 std::string MFFileDialog::findOnPath(const char* name) {
-    const char* path = std::getenv("PATH");
-    if (!path)
-        return {};
-    const std::string list(path);
-    std::size_t start = 0;
-    while (start <= list.size()) {
-        std::size_t end = list.find(':', start);
-        if (end == std::string::npos)
-            end = list.size();
-        // An empty or relative PATH element would run whatever lies in the current folder.
-        if (end > start && list[start] == '/') {
-            std::string candidate = list.substr(start, end - start) + "/" + name;
-            if (::access(candidate.c_str(), X_OK) == 0)
-                return candidate;
-        }
-        start = end + 1;
-    }
-    return {};
+    return mfFindOnPath(name);
 }
 
 int MFFileDialog::runProgram(const std::string& program, const std::vector<std::string>& arguments,

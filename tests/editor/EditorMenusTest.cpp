@@ -1,16 +1,12 @@
 // The editor's menus in the layout: MIDI learn through the learn popup, and the preset
 // browsers saving, loading and stepping through their folders.
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
 #include "engine/MidiTestEvents.h"
 
-#include "editor/MFUniClientEditor.h"
 #include "editor/controls/MFOptionMenu.h"
-#include "engine/MFUniClient.h"
 #include "platform/MFFileDialog.h"
-#include "platform/MFMessageService.h"
 #include "presets/MFPresetManager.h"
 #include "presets/MFSettingsStore.h"
-#include "support/FakeHost.h"
 
 #include <gtest/gtest.h>
 
@@ -45,12 +41,6 @@ struct ScriptedDialog : MFFileDialog {
     std::vector<std::string> extensions;
 };
 
-std::vector<std::string> notices;
-bool recordNotices(MFMessageService::Kind, const char* text) {
-    notices.emplace_back(text);
-    return false;
-}
-
 // A home of the test's own for settings and content, so that tests running side by side
 // never see each other's folders; the previous home comes back at the end.
 struct OwnHome {
@@ -81,35 +71,8 @@ struct OwnHome {
     std::vector<std::string> saved;
 };
 
-struct TempFolder {
-    TempFolder() {
-        std::string pattern = (fs::temp_directory_path() / "editormenus-XXXXXX").string();
-        root = mkdtemp(pattern.data());
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        fs::remove_all(root, ignored);
-    }
-    std::string path() const { return root.string() + "/"; }
-    fs::path root;
-};
-
-struct EditorRig {
-    EditorRig() {
-        host.attach(new MFUniClient(FakeHost::callback(), &MFUniClientEditor::create));
-        plugin().setFileDialog(dialog);
-    }
-    MFUniClient& plugin() { return host.plugin(); }
-    MFUniClientEditor& editor() { return *static_cast<MFUniClientEditor*>(plugin().getEditor()); }
-    MFFrame& frame() { return *editor().getFrame(); }
-    void idle() {
-        vst::AEffect* e = plugin().getAeffect();
-        e->dispatcher(e, vst::effEditIdle, 0, 0, nullptr, 0.0f);
-    }
-    void click(CPoint where, long buttons = cbutton::left) {
-        frame().onMouseDown(where, buttons);
-        frame().onMouseUp(where, buttons);
-    }
+struct EditorRig : PluginWithEditor {
+    EditorRig() { plugin().setFileDialog(dialog); }
     // Runs blocks of silence so that queued MIDI reaches its tick.
     void process(int blocks = 2) {
         constexpr int block = 128;
@@ -122,15 +85,9 @@ struct EditorRig {
     void controller(uint8_t number, uint8_t value) {
         MidiTestEvents events;
         events.add(0, 0xB0, number, value);
-        vst::AEffect* e = plugin().getAeffect();
-        e->dispatcher(e, vst::effProcessEvents, 0, 0, const_cast<vst::VstEvents*>(events.list()),
-                      0.0f);
+        dispatch(vst::effProcessEvents, 0, 0, const_cast<vst::VstEvents*>(events.list()));
         process();
     }
-    static CPoint centre(const CRect& r) {
-        return CPoint((r.left + r.right) / 2, (r.top + r.bottom) / 2);
-    }
-    FakeHost host;
     ScriptedDialog dialog;
 };
 
@@ -154,14 +111,13 @@ TEST(EditorMenus, LearnPopupArmsAndClearsTheKnobsController) {
     ASSERT_NE(learn, nullptr);
     EXPECT_FALSE(learn->getMouseEnabled());
 
-    rig.frame().onMouseDown(globalWetKnob, cbutton::right);
-    rig.frame().onMouseUp(globalWetKnob, cbutton::right);
+    rig.click(globalWetKnob, cbutton::right);
     ASSERT_EQ(rig.frame().getModalControl(), learn);
     EXPECT_EQ(learn->getLearnTag(), globalWetTag);
     EXPECT_EQ(learn->getValue(), 0.0f) << "the open callback starts on the first line";
     EXPECT_EQ(learn->getOpenRect(), CRect(globalWetKnob.x + 1, globalWetKnob.y,
                                           globalWetKnob.x + 78, globalWetKnob.y + 30));
-    rig.click(rig.centre(learn->lineRect(0)));
+    rig.click(centre(learn->lineRect(0)));
     EXPECT_EQ(rig.frame().getModalControl(), nullptr);
     EXPECT_EQ(int32_t(rig.plugin().getMidiInput().learnTag), globalWetTag);
 
@@ -173,9 +129,8 @@ TEST(EditorMenus, LearnPopupArmsAndClearsTheKnobsController) {
     EXPECT_EQ(entriesFor(rig.plugin().getMidiMaps(), globalWetTag), 1);
 
     // "clear" on the second line: the controller lets go.
-    rig.frame().onMouseDown(globalWetKnob, cbutton::right);
-    rig.frame().onMouseUp(globalWetKnob, cbutton::right);
-    rig.click(rig.centre(learn->lineRect(1)));
+    rig.click(globalWetKnob, cbutton::right);
+    rig.click(centre(learn->lineRect(1)));
     EXPECT_EQ(entriesFor(rig.plugin().getMidiMaps(), globalWetTag), 0);
     rig.controller(20, 127);
     EXPECT_EQ(rig.plugin().getParameter(globalWetTag), 0.0f);
@@ -192,7 +147,7 @@ TEST(EditorMenus, LearningOneRowKeepsTheOtherRows) {
     learn->setLearnSubIndex(3);
     const CPoint where(300, 300);
     learn->openModal(2, &where, 133);
-    rig.click(rig.centre(learn->lineRect(0)));
+    rig.click(centre(learn->lineRect(0)));
     EXPECT_EQ(int32_t(midi.learnSub), 3);
     EXPECT_TRUE(rig.plugin().getMidiMaps().controllers[10].empty());
     ASSERT_EQ(rig.plugin().getMidiMaps().controllers[11].size(), 1u);
@@ -247,13 +202,13 @@ TEST(EditorMenus, SaveWithoutADialogReportsAndChangesNothing) {
     rig.dialog.available = false;
     rig.editor().openHeadless();
     MFOptionMenu* browser = rig.editor().getPresetMenus(reverbCategory)[0];
-    notices.clear();
-    MFMessageService::setHandler(&recordNotices);
-    browser->setValue(0.0f);
-    rig.editor().valueChanged(browser);
-    MFMessageService::setHandler(nullptr);
-    ASSERT_EQ(notices.size(), 1u);
-    EXPECT_EQ(notices[0], MFPresetManager::noDialogNotice);
+    {
+        MessageRecorder notices;
+        browser->setValue(0.0f);
+        rig.editor().valueChanged(browser);
+    }
+    ASSERT_EQ(MessageRecorder::texts().size(), 1u);
+    EXPECT_EQ(MessageRecorder::texts()[0], MFPresetManager::noDialogNotice);
     EXPECT_TRUE(fs::is_empty(folder.root));
     EXPECT_EQ(browser->getNbEntries(), 2);
     EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "default");
@@ -305,13 +260,13 @@ TEST(EditorMenus, TextPopupLearnsAndClears) {
     const CPoint where(200, 200);
     popup->openModal(2, &where, 67);
     ASSERT_EQ(rig.frame().getModalControl(), popup);
-    rig.click(rig.centre(popup->lineRect(0)));
+    rig.click(centre(popup->lineRect(0)));
     EXPECT_EQ(int32_t(rig.plugin().getMidiInput().learnTag), 67);
     EXPECT_EQ(int32_t(rig.plugin().getMidiInput().learnSub), 0);
 
     ASSERT_TRUE(rig.plugin().getMidiInput().assignByMenuPlace(67, 0, 30));
     popup->openModal(2, &where, 67);
-    rig.click(rig.centre(popup->lineRect(1)));
+    rig.click(centre(popup->lineRect(1)));
     EXPECT_EQ(entriesFor(rig.plugin().getMidiMaps(), 67), 0);
 }
 
@@ -362,14 +317,14 @@ TEST(EditorMenus, SelectFolderAndLoadPresetGoThroughTheDialog) {
     EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "Other");
 
     rig.dialog.available = false;
-    notices.clear();
-    MFMessageService::setHandler(&recordNotices);
-    menu->setValue(0.0f);
-    rig.editor().valueChanged(menu);
-    menu->setValue(2.0f);
-    rig.editor().valueChanged(menu);
-    MFMessageService::setHandler(nullptr);
-    EXPECT_EQ(notices.size(), 2u);
+    {
+        MessageRecorder notices;
+        menu->setValue(0.0f);
+        rig.editor().valueChanged(menu);
+        menu->setValue(2.0f);
+        rig.editor().valueChanged(menu);
+    }
+    EXPECT_EQ(MessageRecorder::texts().size(), 2u);
     EXPECT_EQ(browser->getFolder(), second.path());
     EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "Other");
 }

@@ -1,6 +1,6 @@
 // The option menu: preset browsers on real folders, the open panel's geometry in the frame,
 // its modal mouse handling and the stepping through lines.
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
 
 #include "editor/controls/MFButton.h"
 #include "editor/controls/MFOptionMenu.h"
@@ -20,24 +20,6 @@ namespace fs = std::filesystem;
 namespace {
 constexpr int32_t browserStyle = 456; // the effect browsers: save, header, external name
 constexpr int32_t mainStyle = 488;    // the main browser: the same and sub-folders
-
-// A folder of its own under the system's temporary folder, removed at the end.
-struct TempFolder {
-    TempFolder() {
-        std::string pattern = (fs::temp_directory_path() / "optionmenu-XXXXXX").string();
-        root = mkdtemp(pattern.data());
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        fs::remove_all(root, ignored);
-    }
-    void file(const std::string& relative) const {
-        fs::create_directories((root / relative).parent_path());
-        std::ofstream(root / relative) << "x";
-    }
-    std::string path() const { return root.string() + "/"; }
-    fs::path root;
-};
 
 struct MenuFixture : FrameFixture {
     explicit MenuFixture(CRect frameSize = CRect(0, 0, 300, 200)) : FrameFixture(frameSize) {
@@ -59,9 +41,6 @@ struct MenuFixture : FrameFixture {
         }
         return out;
     }
-    static CPoint centre(const CRect& r) {
-        return CPoint((r.left + r.right) / 2, (r.top + r.bottom) / 2);
-    }
     CFontDesc font{"Arial", 12};
 };
 } // namespace
@@ -78,13 +57,13 @@ TEST(OptionMenu, EmptyFolderShowsTheFixedLinesAndTheHeaderCannotBeChosen) {
     f.press(CPoint(20, 15));
     f.release(CPoint(20, 15));
     ASSERT_TRUE(menu->isOpen());
-    const CPoint header = MenuFixture::centre(menu->lineRect(1));
+    const CPoint header = centre(menu->lineRect(1));
     f.press(header);
     f.release(header);
     EXPECT_TRUE(menu->isOpen()) << "a press on the header keeps the menu open";
     EXPECT_TRUE(f.listener.values.empty());
 
-    const CPoint save = MenuFixture::centre(menu->lineRect(0));
+    const CPoint save = centre(menu->lineRect(0));
     f.press(save);
     f.release(save);
     EXPECT_FALSE(menu->isOpen());
@@ -179,8 +158,8 @@ TEST(OptionMenu, LongListScrollsToItsLastLine) {
     EXPECT_EQ(menu->firstShownLine(), 0);
 
     // Dragging the bar: 0.005 a pixel, so 200 pixels reach the end.
-    f.press(MenuFixture::centre(menu->getScrollBar()->thumbRect()));
-    f.move(MenuFixture::centre(menu->getScrollBar()->thumbRect()) + CPoint(0, 100));
+    f.press(centre(menu->getScrollBar()->thumbRect()));
+    f.move(centre(menu->getScrollBar()->thumbRect()) + CPoint(0, 100));
     EXPECT_NEAR(menu->getScrollPos(), 0.5f, 1e-6f);
     f.move(CPoint(50, 400));
     f.release(CPoint(50, 400));
@@ -193,7 +172,7 @@ TEST(OptionMenu, LongListScrollsToItsLastLine) {
     const CRect lastLine = menu->lineRect(99);
     EXPECT_LE(lastLine.bottom, menu->getListRect().bottom);
     EXPECT_GT(lastLine.bottom + 15, menu->getListRect().bottom - 2) << "no room for another line";
-    const CPoint onLast = MenuFixture::centre(lastLine);
+    const CPoint onLast = centre(lastLine);
     EXPECT_EQ(menu->lineAt(onLast), 99);
     f.press(onLast);
     f.release(onLast);
@@ -247,8 +226,8 @@ TEST(OptionMenu, PressDragReleaseChooses) {
     f.press(CPoint(20, 15));
     ASSERT_TRUE(menu->isOpen());
     EXPECT_EQ(menu->getOpenRect().top, 25);
-    const CPoint third = MenuFixture::centre(menu->lineRect(2));
-    f.move(MenuFixture::centre(menu->lineRect(1)));
+    const CPoint third = centre(menu->lineRect(2));
+    f.move(centre(menu->lineRect(1)));
     EXPECT_EQ(menu->getHotLine(), 1);
     f.move(third);
     EXPECT_EQ(menu->getHotLine(), 2);
@@ -277,15 +256,15 @@ TEST(OptionMenu, PresetChosenDeepInTheTreeArrivesAsAWholePath) {
 
     f.press(CPoint(20, 15));
     f.release(CPoint(20, 15));
-    f.move(MenuFixture::centre(menu->lineRect(2)));
+    f.move(centre(menu->lineRect(2)));
     MFOptionMenu* bass = menu->getOpenSubMenu();
     ASSERT_NE(bass, nullptr);
     EXPECT_GE(bass->getOpenRect().left, menu->getOpenRect().right - 1);
     ASSERT_EQ(bass->findEntry("Deep"), 0);
-    f.move(MenuFixture::centre(bass->lineRect(0)));
+    f.move(centre(bass->lineRect(0)));
     MFOptionMenu* deep = bass->getOpenSubMenu();
     ASSERT_NE(deep, nullptr);
-    const CPoint wobble = MenuFixture::centre(deep->lineRect(0));
+    const CPoint wobble = centre(deep->lineRect(0));
     f.move(wobble);
     EXPECT_EQ(deep->getHotLine(), 0);
     EXPECT_EQ(menu->getOpenSubMenu(), bass) << "the path's sub-menus stay open";
@@ -303,9 +282,9 @@ TEST(OptionMenu, PresetChosenDeepInTheTreeArrivesAsAWholePath) {
     // Moving onto a plain line closes the sub-menu; that file is the top menu's own.
     f.press(CPoint(20, 15));
     f.release(CPoint(20, 15));
-    f.move(MenuFixture::centre(menu->lineRect(2)));
+    f.move(centre(menu->lineRect(2)));
     EXPECT_NE(menu->getOpenSubMenu(), nullptr);
-    const CPoint top = MenuFixture::centre(menu->lineRect(3));
+    const CPoint top = centre(menu->lineRect(3));
     f.move(top);
     EXPECT_EQ(menu->getOpenSubMenu(), nullptr);
     f.press(top);

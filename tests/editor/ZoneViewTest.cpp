@@ -2,7 +2,7 @@
 // pushing, moving and deleting zones, the cells it draws, a drawing pass that meets a busy
 // lane, and a painted zone heard in the audio right after.
 
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
 
 #include "editor/MFUniClientEditor.h"
 #include "editor/views/MFZoneView.h"
@@ -30,19 +30,15 @@ namespace {
 
 // The plug-in with its editor open headless, every effect lane of the current pattern
 // emptied, so that a test sees only the zones it paints.
-struct EditorRig {
+struct EditorRig : PluginWithEditor {
     EditorRig() {
-        plugin = new MFUniClient(FakeHost::callback(), &MFUniClientEditor::create);
-        host.attach(plugin);
         for (int32_t lane = 0; lane < mflane::count; ++lane)
-            plugin->getLane(lane).zones.clearZones(false);
+            plugin().getLane(lane).zones.clearZones(false);
         editor().openHeadless();
         editor().idle();
     }
-    MFUniClientEditor& editor() { return *static_cast<MFUniClientEditor*>(plugin->getEditor()); }
-    MFFrame& frame() { return *editor().getFrame(); }
     MFZoneHandlerContainer<MFFloatZoneHandler>& lane(int32_t effect) {
-        return plugin->getLane(effect).zones;
+        return plugin().getLane(effect).zones;
     }
     // The middle of a step on an effect's lane, as the layout places it.
     static CPoint at(int32_t effect, int32_t step) {
@@ -76,10 +72,6 @@ struct EditorRig {
                 out.emplace_back(z->start, z->end);
         return out;
     }
-    float raw(int32_t tag) { return plugin->getRegistry().raw(tag).load(); }
-
-    FakeHost host;
-    MFUniClient* plugin;
 };
 
 using Spans = std::vector<std::pair<int32_t, int32_t>>;
@@ -121,7 +113,7 @@ TEST(ZoneView, PressPaintsAndDragsTheRightEdgeThenFlipsLeft) {
 // range that the block driver reads from the first entries of its tables.
 TEST(ZoneView, ThePatternStripPaintsTheLoopRange) {
     EditorRig rig;
-    auto& strip = rig.plugin->getMasterLane();
+    auto& strip = rig.plugin().getMasterLane();
     strip.clearZones(false);
     MFFrame& frame = rig.frame();
     const auto onStrip = [](int32_t step) { return CPoint(184 + 18 * step + 9, 80); };
@@ -223,7 +215,7 @@ TEST(ZoneView, RightClickAndDoubleClickDelete) {
     const int32_t tag = mflane::tags[filter].lane;
     rig.paint(filter, 2, 4);
     rig.paint(filter, 10, 10);
-    rig.plugin->setParameter(tag, 0.0f);
+    rig.plugin().setParameter(tag, 0.0f);
 
     rig.press(filter, 6, cbutton::right);
     rig.release(filter, 6);
@@ -256,26 +248,18 @@ TEST(ZoneView, RightClickAndDoubleClickDelete) {
     EXPECT_EQ(rig.spans(filter), (Spans{{5, 5}}));
 }
 
-namespace {
-std::vector<std::string> shownMessages;
-bool recordMessage(MFMessageService::Kind, const char* text) {
-    shownMessages.emplace_back(text);
-    return false;
-}
-} // namespace
-
 // A delete while the audio side holds the lane past the wait says so, hides the zone and
 // leaves it in the trash; the idle finishes the job once the lane is free.
 TEST(ZoneView, ADeleteRefusedByABusyLaneIsFinishedByTheIdle) {
     EditorRig rig;
     rig.paint(filter, 2, 4);
     rig.lane(filter).setBusy(true);
-    shownMessages.clear();
-    MFMessageService::setHandler(&recordMessage);
-    rig.press(filter, 3, cbutton::right);
-    MFMessageService::setHandler(nullptr);
-    ASSERT_EQ(shownMessages.size(), 1u);
-    EXPECT_EQ(shownMessages[0], "Can't delete Zone. Reduce CPU Usage and try again.");
+    {
+        MessageRecorder messages;
+        rig.press(filter, 3, cbutton::right);
+    }
+    ASSERT_EQ(MessageRecorder::texts().size(), 1u);
+    EXPECT_EQ(MessageRecorder::texts()[0], "Can't delete Zone. Reduce CPU Usage and try again.");
     EXPECT_EQ(rig.lane(filter).zoneCount(), 1);
     EXPECT_TRUE(rig.spans(filter).empty());
 
@@ -463,7 +447,7 @@ float noiseAt(int64_t sample) {
 // Runs ten steps of noise through the plug-in at 120 bpm in sixteenth steps with a dark,
 // fully wet filter, and returns the left output.
 std::vector<float> render(EditorRig& rig) {
-    MFUniClient& p = *rig.plugin;
+    MFUniClient& p = rig.plugin();
     p.setSampleRate(rate);
     p.setParameter(1, 0.5f); // "masterlevel": unity
     p.resume();
@@ -512,9 +496,9 @@ TEST(ZoneView, APaintedZoneIsSavedAndGatesItsEffect) {
     // The lane's body: 1, magic, one zone of type 0: 0, start, end.
     const std::vector<uint32_t> body = {1, 520860, 1, 0, 0, 4, 7};
     void* data = nullptr;
-    int32_t bytes = painted.plugin->getChunk(&data, false);
+    int32_t bytes = painted.plugin().getChunk(&data, false);
     EXPECT_TRUE(containsWords(data, bytes, body));
-    bytes = plain.plugin->getChunk(&data, false);
+    bytes = plain.plugin().getChunk(&data, false);
     EXPECT_FALSE(containsWords(data, bytes, body));
 
     const std::vector<float> withZone = render(painted);

@@ -388,16 +388,3 @@ TEST(Controls, FrameRoutesToTheModalControl) {
     f.press(CPoint(20, 20));
     EXPECT_EQ(f.listener.tags.back(), 1);
 }
-
-// forceRedraw repaints everything at the next idle, and only then; idles are counted.
-TEST(Controls, ForceRedrawAndIdleCounter) {
-    FrameFixture f;
-    f.idle();
-    f.window.presented.clear();
-    f.frame->forceRedraw();
-    EXPECT_TRUE(f.window.presented.empty());
-    f.idle();
-    ASSERT_EQ(f.window.presented.size(), 1u);
-    EXPECT_EQ(f.window.presented[0], CRect(0, 0, 200, 200));
-    EXPECT_EQ(f.frame->getIdleCounter(), 2);
-}

@@ -69,16 +69,6 @@ TEST(Knob, DragDistanceAndFineDrag) {
     EXPECT_EQ(f.bound.load(), 0.0f);
 }
 
-// A horizontal fader grows to the right.
-TEST(Knob, HorizontalDragGrowsRightwards) {
-    KnobFixture f;
-    f.knob->setHorizontal(true);
-    f.press(CPoint(40, 40));
-    f.move(CPoint(60, 40));
-    EXPECT_NEAR(f.knob->getValue(), 0.25f + 0.1f, eps);
-    f.release(CPoint(60, 40));
-}
-
 // A double click resets to the default with exactly one value and no drag after it; a
 // click with control does the same.
 TEST(Knob, DoubleClickResetsWithOneValueAndNoDrag) {
@@ -230,24 +220,27 @@ TEST(Knob, FallbackWithoutBitmap) {
     EXPECT_EQ(f.pixel(11, 11), argb(255, 255, 255));
 }
 
-// An absolute knob takes the position of the press and of each move.
-TEST(Knob, AbsoluteModeFollowsThePosition) {
-    KnobFixture f;
-    f.knob->setAbsolute(true);
-    f.press(CPoint(40, 30)); // a quarter down: 0.75
-    EXPECT_NEAR(f.knob->getValue(), 0.75f, eps);
-    f.move(CPoint(40, 50));
-    EXPECT_NEAR(f.knob->getValue(), 0.25f, eps);
-    f.release(CPoint(40, 50));
-}
+// The drag variants: a horizontal fader grows to the right, an absolute knob takes the
+// position of the press and of each move, a spring-back knob returns to the middle at the
+// release and says so.
+TEST(Knob, HorizontalAbsoluteAndSpringBackDrags) {
+    KnobFixture horizontal;
+    horizontal.knob->setHorizontal(true);
+    horizontal.press(CPoint(40, 40));
+    horizontal.move(CPoint(60, 40));
+    EXPECT_NEAR(horizontal.knob->getValue(), 0.25f + 0.1f, eps);
 
-// A spring-back knob returns to the middle at the release and says so.
-TEST(Knob, SpringBack) {
-    KnobFixture f;
-    f.knob->setSpringBack(true);
-    f.press(CPoint(40, 40));
-    f.move(CPoint(40, 10));
-    f.release(CPoint(40, 10));
-    EXPECT_EQ(f.knob->getValue(), 0.5f);
-    EXPECT_EQ(f.listener.values.back(), 0.5f);
+    KnobFixture absolute;
+    absolute.knob->setAbsolute(true);
+    absolute.press(CPoint(40, 30)); // a quarter down: 0.75
+    EXPECT_NEAR(absolute.knob->getValue(), 0.75f, eps);
+    absolute.move(CPoint(40, 50));
+    EXPECT_NEAR(absolute.knob->getValue(), 0.25f, eps);
+
+    KnobFixture spring;
+    spring.knob->setSpringBack(true);
+    spring.drag(-30, cbutton::left);
+    spring.release(CPoint(40, 10));
+    EXPECT_EQ(spring.knob->getValue(), 0.5f);
+    EXPECT_EQ(spring.listener.values.back(), 0.5f);
 }

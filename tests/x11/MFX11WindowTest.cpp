@@ -112,6 +112,8 @@ protected:
             GTEST_SKIP() << "no X server in DISPLAY: these tests run under xvfb-run";
         ASSERT_TRUE(server.ok()) << "cannot reach the X server of DISPLAY, or it has no XTest";
         errorsBefore = MFX11Window::unexpectedErrorCount();
+        filesBefore = openFileCount();
+        segmentsBefore = sharedSegmentCount();
         parent = server.createParent(parentX, parentY, width, height);
         server.moveTo(2, 2); // away from every window
     }
@@ -123,6 +125,9 @@ protected:
         EXPECT_EQ(MFX11Window::openConnectionCount(), 0);
         EXPECT_EQ(MFX11Window::unexpectedErrorCount(), errorsBefore) << "X errors of the window";
         EXPECT_EQ(server.errors(), expectedServerErrors) << "X errors on the test's connection";
+        // Every way a window ends leaves no connection open and no segment attached.
+        EXPECT_EQ(openFileCount(), filesBefore) << "a connection was left open";
+        EXPECT_EQ(sharedSegmentCount(), segmentsBefore) << "a shared-memory segment stayed";
     }
 
     // Opens and waits for the first exposure: from then on the window is viewable.
@@ -145,7 +150,7 @@ protected:
     Window parent = 0;
     MFX11Window window;
     Recorder events;
-    int errorsBefore = 0;
+    int errorsBefore = 0, filesBefore = 0, segmentsBefore = 0;
     int expectedServerErrors = 0;
 };
 
@@ -490,8 +495,6 @@ TEST_F(X11Window, TwoWindowsEachHaveTheirOwnConnectionAndEvents) {
 
 TEST_F(X11Window, OpenCloseAndOpenAgainLeaveNothingBehind) {
     BackBuffer buffer;
-    const int filesBefore = openFileCount();
-    const int segmentsBefore = sharedSegmentCount();
     for (int round = 0; round < 8; ++round) {
         events.clear();
         ASSERT_TRUE(openAndShow()) << "round " << round;
@@ -519,8 +522,6 @@ TEST_F(X11Window, OpenCloseAndOpenAgainLeaveNothingBehind) {
         XFree(children);
     window.close();
     server.destroyWindow(other);
-    EXPECT_EQ(openFileCount(), filesBefore);
-    EXPECT_EQ(sharedSegmentCount(), segmentsBefore);
 }
 
 TEST_F(X11Window, ClosingFromInsideACallbackEndsThePump) {
@@ -545,8 +546,6 @@ TEST_F(X11Window, ClosingFromInsideACallbackEndsThePump) {
 }
 
 TEST_F(X11Window, AParentDestroyedUnderTheWindowClosesIt) {
-    const int filesBefore = openFileCount();
-    const int segmentsBefore = sharedSegmentCount();
     ASSERT_TRUE(openAndShow());
     BackBuffer buffer;
     server.destroyWindow(parent);
@@ -563,8 +562,6 @@ TEST_F(X11Window, AParentDestroyedUnderTheWindowClosesIt) {
     window.setCursor(9);
     window.close();
     EXPECT_EQ(events.count(Event::closed), 1);
-    EXPECT_EQ(openFileCount(), filesBefore);
-    EXPECT_EQ(sharedSegmentCount(), segmentsBefore);
 }
 
 // A server of the test's own that it can kill while a window is open on it.

@@ -157,8 +157,8 @@ TEST(Controls, ImageMovesWithItsFloats) {
 }
 
 // Texts: the formatter with the prefix, the plain format, integers, the suffix, and the
-// zero text below the threshold.
-TEST(Controls, DisplayText) {
+// zero text below the threshold; and the rows of a picture display.
+TEST(Controls, DisplayTextAndPictureRows) {
     FrameFixture f;
     MFRelaxed<float> bound = 0.5f;
     MFDisplay display(CRect(0, 0, 39, 15), nullptr, 1, f.frame.get());
@@ -189,14 +189,8 @@ TEST(Controls, DisplayText) {
     display.setTextSource(&source);
     display.setSuffix(" T");
     EXPECT_EQ(text(display), "1/16 T");
-}
 
-// Picture rows: normalised times frameCount - 1 truncated, or rounded, or the raw float.
-TEST(Controls, DisplayPictureRows) {
-    FrameFixture f;
-    MFRelaxed<float> bound = 0.0f;
-    MFDisplay display(CRect(0, 0, 39, 15), nullptr, 1, f.frame.get());
-    display.bind(&bound);
+    // Picture rows: normalised times frameCount - 1 truncated, or rounded, or the raw float.
     display.setFrames(15, 5);
     bound = 0.4f; // 1.6
     EXPECT_EQ(display.frameRow(), 1);

@@ -47,12 +47,18 @@ struct KnobFixture : FrameFixture {
 } // namespace
 
 // 100 pixels up at sensitivity 0.5 move the value by 0.5, or by 0.025 with shift,
-// however the pixels arrive.
-TEST(Knob, DragDistanceAndFineDrag) {
+// however the pixels arrive. The touch flag is up exactly while the knob is held, and a
+// gesture reaches the editor as one begin and one end.
+TEST(Knob, DragDistanceFineDragAndGestureBrackets) {
     KnobFixture f;
     f.drag(-100, cbutton::left);
     EXPECT_NEAR(f.knob->getValue(), 0.75f, eps);
+    EXPECT_EQ(f.touched.load(), 1.0f);
+    EXPECT_EQ(f.editor.begins, std::vector<int32_t>{5});
+    EXPECT_TRUE(f.editor.ends.empty());
     f.release(CPoint(40, -60));
+    EXPECT_EQ(f.touched.load(), 0.0f);
+    EXPECT_EQ(f.editor.ends, std::vector<int32_t>{5});
 
     f.bound = 0.25f;
     f.idle();
@@ -110,21 +116,6 @@ TEST(Knob, AutomationWaitsForTheRelease) {
     f.idle();
     EXPECT_FLOAT_EQ(f.knob->getValue(), 0.8f);
     EXPECT_EQ(f.drawnRow(), int(127 * 0.8f));
-}
-
-// The touch flag is up exactly while the knob is held; a gesture reaches the editor as
-// one begin and one end.
-TEST(Knob, TouchFlagAndGestureBrackets) {
-    KnobFixture f;
-    f.press(CPoint(40, 40));
-    EXPECT_EQ(f.touched.load(), 1.0f);
-    EXPECT_EQ(f.editor.begins, std::vector<int32_t>{5});
-    f.move(CPoint(40, 35));
-    f.move(CPoint(40, 30));
-    EXPECT_TRUE(f.editor.ends.empty());
-    f.release(CPoint(40, 30));
-    EXPECT_EQ(f.touched.load(), 0.0f);
-    EXPECT_EQ(f.editor.ends, std::vector<int32_t>{5});
 }
 
 // The right button drags a knob that has no learn menu; with one it opens the menu as

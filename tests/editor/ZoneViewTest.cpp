@@ -299,30 +299,13 @@ namespace {
 
 // A lane that turns busy after a given number of isBusy questions, as if the audio side
 // started walking the list in the middle of a drawing pass.
-class TurningBusyLane : public MFZoneHandlerInterface {
-public:
-    explicit TurningBusyLane(MFFloatZoneHandler& h) : inner(h) {}
-    bool addZone(MFZone* z) override { return inner.addZone(z); }
-    void removeZone(MFZone* z) override { inner.removeZone(z); }
-    void clearZones(bool d) override { inner.clearZones(d); }
-    void destroyZone(MFZone* z) override { inner.destroyZone(z); }
-    MFZone* createZone(int32_t t) override { return inner.createZone(t); }
-    MFZone* zoneAt(int32_t s) override { return inner.zoneAt(s); }
-    const std::vector<MFZone*>& zones() override { return inner.zones(); }
-    bool freeRange(int32_t s, int32_t& last) override { return inner.freeRange(s, last); }
-    bool purgeDeleted() override { return inner.purgeDeleted(); }
-    bool waitForAudio() override { return inner.waitForAudio(); }
+struct TurningBusyLane : MFFloatZoneHandler {
+    using MFFloatZoneHandler::MFFloatZoneHandler;
     bool isBusy() const override { return busyAfter >= 0 && questions++ >= busyAfter; }
-    int32_t zoneCount() const override { return inner.zoneCount(); }
-    void setBusy(bool b) override { inner.setBusy(b); }
-    bool isMarkedStep(int32_t s) override { return inner.isMarkedStep(s); }
-    MFZone* zoneByIndex(int32_t i) override { return inner.zoneByIndex(i); }
-    int32_t indexOfZone(const MFZone* z) override { return inner.indexOfZone(z); }
-    void copyZones() override {}
-    void pasteZones() override {}
-    void randomise(int32_t) override {}
-
-    MFFloatZoneHandler& inner;
+    void turnBusyAfter(int32_t n) {
+        busyAfter = n;
+        questions = 0;
+    }
     int32_t busyAfter = -1;
     mutable int32_t questions = 0;
 };
@@ -330,10 +313,10 @@ public:
 // A view of 32 steps of 18 pixels on a frame of its own, drawing opaque cells from a
 // strip whose rows can be told apart by their colour.
 struct CellRig {
-    CellRig() : handler(info, -1, true), lane(handler), fixture(CRect(0, 0, 600, 40)) {
+    CellRig() : handler(info, -1, true), fixture(CRect(0, 0, 600, 40)) {
         strip = makeNumberedStrip(18, 17, 8);
         view = new MFZoneView(CRect(0, 10, 576, 27), &fixture.listener, 466, fixture.frame.get(),
-                              &lane);
+                              &handler);
         view->setup(32, nullptr, strip, true, true, 0, false, {}, {}, false, {}, 32, 0);
         strip->forget();
         fixture.frame->addView(view);
@@ -349,8 +332,7 @@ struct CellRig {
     MFBufferRegistry registry;
     std::vector<MFBPMChangeInterface*> listeners;
     MFSystemInfo info{registry, listeners};
-    MFFloatZoneHandler handler;
-    TurningBusyLane lane;
+    TurningBusyLane handler;
     FrameFixture fixture;
     CBitmap* strip;
     MFZoneView* view;
@@ -393,13 +375,13 @@ TEST(ZoneView, ADrawingPassThatMeetsBusyStopsAndTheNextCompletes) {
     CellRig rig;
     rig.paint(2, 3);
     rig.paint(10, 12);
-    rig.handler.markedStep = -1; // no zone lit
-    rig.lane.busyAfter = 1;      // the question before the second zone is answered "busy"
+    rig.handler.markedStep = -1;  // no zone lit
+    rig.handler.turnBusyAfter(1); // the question before the second zone is answered "busy"
     rig.fixture.idle();
     EXPECT_EQ(rig.row(2), 1);
     EXPECT_EQ(rig.row(10), -1);
     EXPECT_EQ(rig.row(11), -1);
-    rig.lane.busyAfter = -1;
+    rig.handler.turnBusyAfter(-1);
     rig.fixture.idle();
     EXPECT_EQ(rig.row(10), 1);
     EXPECT_EQ(rig.row(11), 2);

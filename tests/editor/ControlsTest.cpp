@@ -50,8 +50,7 @@ TEST(Controls, ClearPageBitHidesAndPassesThePress) {
     f.idle();
     EXPECT_NE(f.pixel(15, 15), white);
     EXPECT_EQ(hidden->onMouseDown(CPoint(15, 15), cbutton::left), mouseNotHandled);
-    f.press(CPoint(15, 15));
-    f.release(CPoint(15, 15));
+    f.click(CPoint(15, 15));
     EXPECT_EQ(f.listener.tags, (std::vector<int32_t>{1, 1}));
 
     pages[1].store(1u << 8); // bit 40
@@ -272,8 +271,7 @@ TEST(Controls, ModalPanelClosesOnAPressOutside) {
     EXPECT_EQ(f.frame->getModalControl(), panel.get());
     EXPECT_TRUE(f.frame->isChild(panel.get()));
 
-    f.press(CPoint(65, 65));
-    f.release(CPoint(65, 65));
+    f.click(CPoint(65, 65));
     EXPECT_EQ(f.listener.tags, (std::vector<int32_t>{507, 507}));
 
     EXPECT_EQ(f.frame->onMouseDown(CPoint(5, 5), cbutton::left), mouseHandledNoMoves);
@@ -375,8 +373,7 @@ TEST(Controls, FrameRoutesToTheModalControl) {
     modal->openModal(1, nullptr, 0);
     f.idle();
     EXPECT_EQ(f.pixel(20, 20), white);
-    f.press(CPoint(20, 20));
-    f.release(CPoint(20, 20));
+    f.click(CPoint(20, 20));
     EXPECT_EQ(f.listener.tags, (std::vector<int32_t>{2, 2}));
     modal->closeModal();
     f.press(CPoint(20, 20));

@@ -117,6 +117,10 @@ struct FrameFixture {
     void press(CPoint p, long buttons = cbutton::left) { frame->onMouseDown(p, buttons); }
     void move(CPoint p, long buttons = cbutton::left) { frame->onMouseMoved(p, buttons); }
     void release(CPoint p, long buttons = cbutton::left) { frame->onMouseUp(p, buttons); }
+    void click(CPoint p, long buttons = cbutton::left) {
+        press(p, buttons);
+        release(p, buttons);
+    }
 
     RecordingWindow window;
     RecordingEditor editor;

@@ -54,18 +54,15 @@ TEST(OptionMenu, EmptyFolderShowsTheFixedLinesAndTheHeaderCannotBeChosen) {
     menu->fillPresets(folder.path().c_str(), "srb");
     EXPECT_EQ(f.titles(*menu), (std::vector<std::string>{"Save Preset", "--Presets--"}));
 
-    f.press(CPoint(20, 15));
-    f.release(CPoint(20, 15));
+    f.click(CPoint(20, 15));
     ASSERT_TRUE(menu->isOpen());
     const CPoint header = centre(menu->lineRect(1));
-    f.press(header);
-    f.release(header);
+    f.click(header);
     EXPECT_TRUE(menu->isOpen()) << "a press on the header keeps the menu open";
     EXPECT_TRUE(f.listener.values.empty());
 
     const CPoint save = centre(menu->lineRect(0));
-    f.press(save);
-    f.release(save);
+    f.click(save);
     EXPECT_FALSE(menu->isOpen());
     ASSERT_EQ(f.listener.values.size(), 1u);
     EXPECT_EQ(f.listener.values[0], 0.0f);
@@ -174,8 +171,7 @@ TEST(OptionMenu, LongListScrollsToItsLastLine) {
     EXPECT_GT(lastLine.bottom + 15, menu->getListRect().bottom - 2) << "no room for another line";
     const CPoint onLast = centre(lastLine);
     EXPECT_EQ(menu->lineAt(onLast), 99);
-    f.press(onLast);
-    f.release(onLast);
+    f.click(onLast);
     ASSERT_EQ(f.listener.values.size(), 1u);
     EXPECT_EQ(f.listener.values[0], 99.0f);
 }
@@ -191,12 +187,10 @@ TEST(OptionMenu, PressOutsideClosesAndIsNotPassedOn) {
     for (const char* line : {"one", "two"})
         menu->addEntry(line);
     menu->setValue(1.0f);
-    f.press(CPoint(20, 15));
-    f.release(CPoint(20, 15));
+    f.click(CPoint(20, 15));
     ASSERT_EQ(f.frame->getModalControl(), menu);
 
-    f.press(CPoint(220, 160));
-    f.release(CPoint(220, 160));
+    f.click(CPoint(220, 160));
     EXPECT_FALSE(menu->isOpen());
     EXPECT_EQ(f.frame->getModalControl(), nullptr);
     EXPECT_TRUE(beneath.values.empty()) << "the press must not reach the button";
@@ -204,8 +198,7 @@ TEST(OptionMenu, PressOutsideClosesAndIsNotPassedOn) {
     EXPECT_EQ(menu->getValue(), 1.0f);
 
     // Closed, the same press reaches the button.
-    f.press(CPoint(220, 160));
-    f.release(CPoint(220, 160));
+    f.click(CPoint(220, 160));
     EXPECT_EQ(beneath.values.size(), 1u);
 }
 
@@ -254,8 +247,7 @@ TEST(OptionMenu, PresetChosenDeepInTheTreeArrivesAsAWholePath) {
     ASSERT_EQ(f.titles(*menu),
               (std::vector<std::string>{"Save Preset", "--Presets--", "Bass", "top"}));
 
-    f.press(CPoint(20, 15));
-    f.release(CPoint(20, 15));
+    f.click(CPoint(20, 15));
     f.move(centre(menu->lineRect(2)));
     MFOptionMenu* bass = menu->getOpenSubMenu();
     ASSERT_NE(bass, nullptr);
@@ -268,8 +260,7 @@ TEST(OptionMenu, PresetChosenDeepInTheTreeArrivesAsAWholePath) {
     f.move(wobble);
     EXPECT_EQ(deep->getHotLine(), 0);
     EXPECT_EQ(menu->getOpenSubMenu(), bass) << "the path's sub-menus stay open";
-    f.press(wobble);
-    f.release(wobble);
+    f.click(wobble);
     EXPECT_FALSE(menu->isOpen());
     ASSERT_EQ(f.listener.values.size(), 1u);
     EXPECT_EQ(f.listener.tags[0], 117);
@@ -280,15 +271,13 @@ TEST(OptionMenu, PresetChosenDeepInTheTreeArrivesAsAWholePath) {
     EXPECT_EQ(chosen, folder.path() + "Bass/Deep/wobble.cdz");
 
     // Moving onto a plain line closes the sub-menu; that file is the top menu's own.
-    f.press(CPoint(20, 15));
-    f.release(CPoint(20, 15));
+    f.click(CPoint(20, 15));
     f.move(centre(menu->lineRect(2)));
     EXPECT_NE(menu->getOpenSubMenu(), nullptr);
     const CPoint top = centre(menu->lineRect(3));
     f.move(top);
     EXPECT_EQ(menu->getOpenSubMenu(), nullptr);
-    f.press(top);
-    f.release(top);
+    f.click(top);
     ASSERT_TRUE(menu->getCurrentPath(chosen, "cdz"));
     EXPECT_EQ(chosen, folder.path() + "top.cdz");
 }
@@ -406,8 +395,7 @@ TEST(OptionMenu, RowModeListShowsItsRowAndOpensAsThePicture) {
     f.idle();
     EXPECT_EQ(f.pixel(40, 137), argb(250, 0, 0)) << "the hot line's highlight";
     EXPECT_EQ(numberedRow(f.pixel(40, 152)), 3) << "the list picture beneath";
-    f.press(CPoint(40, 152));
-    f.release(CPoint(40, 152));
+    f.click(CPoint(40, 152));
     EXPECT_EQ(f.listener.values.back(), 3.0f);
     f.idle();
     // The bound float has not followed (no plug-in here): the idle brings the row back.

@@ -90,6 +90,7 @@ TEST(Routing, BypassButtonSendsHalfAndFollowsAutomation) {
     EXPECT_EQ(p.plugin().getParameter(115), 0.5f);
     p.click(reverbBypass);
     EXPECT_EQ(p.plugin().getParameter(115), 0.0f);
+    p.idle(); // the click's own redraw is done: what follows is the automation's
     p.plugin().setParameter(115, 0.5f);
     p.plugin().setParameter(67, 0.25f);
     EXPECT_EQ(bypass->getValue(), 0.0f);

@@ -9,6 +9,7 @@
 #include "editor/controls/MFViewContainer.h"
 #include "editor/controls/MFWebLink.h"
 #include "platform/MFDesktopOpen.h"
+#include "support/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 
@@ -323,9 +324,8 @@ TEST(Controls, LinksOpenWithoutAShell) {
                << log.string() << ".tmp' '" << log.string() << "'\n";
     }
     std::filesystem::permissions(folder / "xdg-open", std::filesystem::perms::owner_all);
-    const char* oldPath = std::getenv("PATH");
-    const std::string saved = oldPath ? oldPath : "";
-    ::setenv("PATH", (folder.string() + ":" + saved).c_str(), 1);
+    auto path =
+        std::make_unique<ScopedEnv>("PATH", (folder.string() + ":" + std::getenv("PATH")).c_str());
 
     FrameFixture f;
     const char* target = "https://example.org/a b;touch x";
@@ -336,7 +336,7 @@ TEST(Controls, LinksOpenWithoutAShell) {
     f.release(CPoint(5, 5));
     for (int i = 0; i < 200 && !std::filesystem::exists(log); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    ::setenv("PATH", saved.c_str(), 1);
+    path.reset();
     std::ifstream in(log);
     std::string count, argument;
     std::getline(in, count);

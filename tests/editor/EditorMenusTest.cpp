@@ -7,6 +7,7 @@
 #include "platform/MFFileDialog.h"
 #include "presets/MFPresetManager.h"
 #include "presets/MFSettingsStore.h"
+#include "support/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 
@@ -43,23 +44,9 @@ struct ScriptedDialog : MFFileDialog {
 
 // A home of the test's own for settings and content, so that tests running side by side
 // never see each other's folders; the previous home comes back at the end.
-struct OwnHome {
-    OwnHome() {
-        std::string pattern = (fs::temp_directory_path() / "editormenus-home-XXXXXX").string();
-        root = mkdtemp(pattern.data());
-        for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
-            const char* value = std::getenv(name);
-            saved.emplace_back(value ? value : "");
-        }
-        setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
-        setenv("XDG_DATA_HOME", (root / "data").c_str(), 1);
-    }
-    ~OwnHome() {
-        setenv("XDG_CONFIG_HOME", saved[0].c_str(), 1);
-        setenv("XDG_DATA_HOME", saved[1].c_str(), 1);
-        std::error_code ignored;
-        fs::remove_all(root, ignored);
-    }
+struct OwnHome : TempFolder {
+    ScopedEnv config{"XDG_CONFIG_HOME", (root / "config").c_str()};
+    ScopedEnv data{"XDG_DATA_HOME", (root / "data").c_str()};
     // Sets a settings value in this home.
     void set(const char* name, const std::string& value) const {
         MFSettingsStore store;
@@ -67,8 +54,6 @@ struct OwnHome {
             store.setString(name, value.c_str());
         store.close();
     }
-    fs::path root;
-    std::vector<std::string> saved;
 };
 
 struct EditorRig : PluginWithEditor {

@@ -3,6 +3,7 @@
 #include "editor/MFBitmapTable.h"
 #include "editor/controls/MFButton.h"
 #include "pattern/MFRandom.h"
+#include "support/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 
@@ -50,13 +51,11 @@ TEST(Editor, HostSeesAnEditorOfTheFixedSize) {
 // bitmaps; the audio goes on.
 TEST(Editor, OpenWithoutAWindowFailsCleanly) {
     PluginWithEditor p;
-    const char* display = std::getenv("DISPLAY");
-    const std::string saved = display ? display : "";
-    ::unsetenv("DISPLAY");
-    EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, nullptr), 0);
-    EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(uintptr_t(0x1234567))), 0);
-    if (display)
-        ::setenv("DISPLAY", saved.c_str(), 1);
+    {
+        const ScopedEnv noDisplay("DISPLAY", nullptr);
+        EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, nullptr), 0);
+        EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(uintptr_t(0x1234567))), 0);
+    }
     EXPECT_FALSE(p.editor().isOpen());
     EXPECT_EQ(p.editor().getFrame(), nullptr);
     EXPECT_EQ(MFBitmapTable::useCount(), 0);

@@ -4,6 +4,7 @@
 // test writes its screenshots as PNG files into the build tree.
 
 #include "HostedEditor.h"
+#include "tests/support/ScopedEnv.h"
 
 #include <X11/Xlib.h>
 #include <X11/keysym.h>

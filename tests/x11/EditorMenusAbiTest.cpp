@@ -4,6 +4,7 @@
 // Each test runs in a home of its own, with the factory content installed into it.
 
 #include "HostedEditor.h"
+#include "tests/support/ScopedEnv.h"
 
 #include <X11/Xlib.h>
 #include <stdlib.h>

@@ -8,6 +8,7 @@
 #include "platform/MFX11Window.h"
 
 #include "X11TestSupport.h"
+#include "tests/support/ScopedEnv.h"
 
 #include <X11/Xutil.h>
 #include <X11/keysym.h>

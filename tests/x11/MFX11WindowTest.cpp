@@ -61,12 +61,7 @@ public:
     void windowExpose(int x, int y, int w, int h) override { add({Event::expose, x, y, w, h}); }
     void windowClosed() override { add({Event::closed}); }
 
-    int count(Event::Kind kind) const {
-        int n = 0;
-        for (const Event& e : log)
-            n += e.kind == kind ? 1 : 0;
-        return n;
-    }
+    int count(Event::Kind kind) const { return int(all(kind).size()); }
     std::vector<Event> all(Event::Kind kind) const {
         std::vector<Event> found;
         for (const Event& e : log)

@@ -349,15 +349,10 @@ TEST(ZoneView, DrawsTheSpriteCellsOfEachZone) {
     rig.paint(31, 31);
     rig.handler.markedStep = 2; // the third zone in the list
     rig.fixture.idle();
-    EXPECT_EQ(rig.row(1), -1);
-    EXPECT_EQ(rig.row(2), 0);
-    EXPECT_EQ(rig.row(3), -1);
-    EXPECT_EQ(rig.row(5), 1);
-    EXPECT_EQ(rig.row(6), 2);
-    EXPECT_EQ(rig.row(7), 2);
-    EXPECT_EQ(rig.row(8), 3);
-    EXPECT_EQ(rig.row(9), -1);
-    EXPECT_EQ(rig.row(31), 4);
+    const std::pair<int32_t, int> cells[] = {{1, -1}, {2, 0}, {3, -1}, {5, 1}, {6, 2},
+                                             {7, 2},  {8, 3}, {9, -1}, {31, 4}};
+    for (const auto& [step, row] : cells)
+        EXPECT_EQ(rig.row(step), row) << "step " << step;
     // The last pixel column of the lane belongs to the last step.
     EXPECT_EQ(numberedRow(rig.fixture.pixel(575, 18)), 4);
 

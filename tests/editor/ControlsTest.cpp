@@ -1,4 +1,4 @@
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
 
 #include "editor/controls/MFButton.h"
 #include "editor/controls/MFDisplay.h"
@@ -312,53 +312,43 @@ TEST(Controls, DropShadowBand) {
 }
 
 // The desktop handler gets the target as one argument, spaces and shell characters and
-// all, and the call does not wait for it.
-TEST(Controls, LinksOpenWithoutAShell) {
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("cdz-open-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(folder);
-    const std::filesystem::path log = folder / "args";
-    {
-        std::ofstream script(folder / "xdg-open");
-        script << "#!/bin/sh\nprintf '%s\\n' \"$#\" \"$1\" > '" << log.string() << ".tmp'\nmv '"
-               << log.string() << ".tmp' '" << log.string() << "'\n";
-    }
-    std::filesystem::permissions(folder / "xdg-open", std::filesystem::perms::owner_all);
-    auto path =
-        std::make_unique<ScopedEnv>("PATH", (folder.string() + ":" + std::getenv("PATH")).c_str());
-
-    FrameFixture f;
+// all, and the call does not wait for it. The manual is the PDF unless the folder holds
+// the HTML one instead.
+TEST(Controls, LinksOpenWithoutAShellAndFindTheManual) {
+    const TempFolder folder;
+    const std::filesystem::path log = folder.root / "args";
+    std::ofstream(folder.root / "xdg-open")
+        << "#!/bin/sh\nprintf '%s\\n' \"$#\" \"$1\" > '" << log.string() << ".tmp'\nmv '"
+        << log.string() << ".tmp' '" << log.string() << "'\n";
+    std::filesystem::permissions(folder.root / "xdg-open", std::filesystem::perms::owner_all);
     const char* target = "https://example.org/a b;touch x";
-    auto* link = new MFWebLink(CRect(0, 0, 61, 16), nullptr, 509, f.frame.get(), nullptr, target);
-    f.frame->addView(link);
-    f.press(CPoint(5, 5));
-    EXPECT_TRUE(link->isPressed());
-    f.release(CPoint(5, 5));
-    for (int i = 0; i < 200 && !std::filesystem::exists(log); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    path.reset();
+    {
+        const ScopedEnv path("PATH", (folder.path() + ":" + std::getenv("PATH")).c_str());
+        FrameFixture f;
+        auto* link =
+            new MFWebLink(CRect(0, 0, 61, 16), nullptr, 509, f.frame.get(), nullptr, target);
+        f.frame->addView(link);
+        f.press(CPoint(5, 5));
+        EXPECT_TRUE(link->isPressed());
+        f.release(CPoint(5, 5));
+        for (int i = 0; i < 200 && !std::filesystem::exists(log); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     std::ifstream in(log);
     std::string count, argument;
     std::getline(in, count);
     std::getline(in, argument);
     EXPECT_EQ(count, "1");
     EXPECT_EQ(argument, target);
-    std::filesystem::remove_all(folder);
-
     EXPECT_FALSE(mfDesktopOpen(""));
-}
 
-// The manual is the PDF unless the folder holds the HTML one instead.
-TEST(Controls, LocalLinkFindsTheManual) {
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("cdz-manual-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(folder);
-    EXPECT_EQ(MFLocalLink::manualPath(folder.string()), (folder / "Manual.pdf").string());
-    std::ofstream(folder / "Manual.htm") << "x";
-    EXPECT_EQ(MFLocalLink::manualPath(folder.string() + "/"), (folder / "Manual.htm").string());
-    std::ofstream(folder / "Manual.pdf") << "x";
-    EXPECT_EQ(MFLocalLink::manualPath(folder.string()), (folder / "Manual.pdf").string());
-    std::filesystem::remove_all(folder);
+    const TempFolder manual;
+    const std::string at = manual.root.string();
+    EXPECT_EQ(MFLocalLink::manualPath(at), at + "/Manual.pdf");
+    manual.file("Manual.htm");
+    EXPECT_EQ(MFLocalLink::manualPath(at + "/"), at + "/Manual.htm");
+    manual.file("Manual.pdf");
+    EXPECT_EQ(MFLocalLink::manualPath(at), at + "/Manual.pdf");
 }
 
 // The modal control takes every event in place of the tree and is drawn on top of it.

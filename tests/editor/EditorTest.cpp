@@ -36,10 +36,8 @@ TEST(Editor, HostSeesAnEditorOfTheFixedSize) {
     ERect* rect = nullptr;
     EXPECT_EQ(p.dispatch(effEditGetRect, 0, 0, &rect), 1);
     ASSERT_NE(rect, nullptr);
-    EXPECT_EQ(rect->top, 0);
-    EXPECT_EQ(rect->left, 0);
-    EXPECT_EQ(rect->right, 770);
-    EXPECT_EQ(rect->bottom, 525);
+    EXPECT_EQ((std::vector<int>{rect->top, rect->left, rect->bottom, rect->right}),
+              (std::vector<int>{0, 0, 525, 770}));
 
     // Built without a factory, the engine has none.
     FakeHost bare;

@@ -114,17 +114,16 @@ uint32_t blended(uint32_t over, uint32_t under, int alpha) {
     return 0xff000000u | channel(16) | channel(8) | channel(0);
 }
 
-// Within two steps of 255 in every channel: blends may round either way.
-bool close(uint32_t a, uint32_t b) {
-    using namespace SkinPixels;
-    return std::abs(red(a) - red(b)) <= 2 && std::abs(green(a) - green(b)) <= 2 &&
-           std::abs(blue(a) - blue(b)) <= 2;
-}
-
+// The largest difference of two colours in one channel.
 int distance(uint32_t a, uint32_t b) {
     using namespace SkinPixels;
     return std::max(
         {std::abs(red(a) - red(b)), std::abs(green(a) - green(b)), std::abs(blue(a) - blue(b))});
+}
+
+// Within two steps of 255 in every channel: blends may round either way.
+bool close(uint32_t a, uint32_t b) {
+    return distance(a, b) <= 2;
 }
 
 // What the Loop lane's step shows at a point inside it, for a sprite cell; dx, dy inside

@@ -85,7 +85,7 @@ public:
 
     MFUniClient& getPlugin() const { return plugin; }
     MFFrame* getFrame() const { return frame; }
-    // The control built for a tag, or null (the learn popup, menus and tables not yet).
+    // The control built for a tag, or null (the learn popup and menus not yet).
     MFControl* findControl(int32_t tag) const;
     MFViewContainer* getAboutPanel() const { return aboutPanel; }
     // The MIDI learn popup that the learning controls open; null while closed.
@@ -127,6 +127,8 @@ private:
     MFControl* addControl(const mflayout::ControlRow& row, bool onTop = false);
     // The lanes' place in the drawing order: the zone view joins here.
     void addLaneView(int32_t tag, const CRect& rect, int32_t bitmap, int32_t laneIndex);
+    // A step table's or event table's place: the table view bound to the plug-in's table.
+    MFControl* addTableView(const mflayout::ControlRow& row);
     void buildAboutPanel();
     // The option menus (MFUniClientEditorMenus.cpp).
     MFControl* addOptionMenu(const mflayout::ControlRow& row);

@@ -84,6 +84,8 @@ MFControl* MFUniClientEditor::addControl(const ControlRow& row, bool onTop) {
     else if (row.bound == Bound::shown)
         bound = &registry.values[boundTag].mappedAlt;
     CBitmap* bitmap = getBitmap(row.bitmap);
+    if (row.viewClass == ViewClass::tableViewPlace)
+        return addTableView(row);
 
     MFControl* made = nullptr;
     switch (row.viewClass) {
@@ -340,8 +342,9 @@ void MFUniClientEditor::buildLayout() {
     }
 
     connectLearnMenu();
+    // The playhead goes over everything, with what lies beneath it kept aside.
     for (MFControl* view : onTopViews)
-        frame->addView(view);
+        frame->setOverlay(view);
     onTopViews.clear();
 
     updatePageMarker();

@@ -187,6 +187,9 @@ void MFMidiInput::deliver(std::vector<MFMapEntry>& list, float value) {
         lastSub = e.sub;
         client.setParameter(e.tag, value);
     }
+    // Only a controller's delivery names a step: a preset or the host setting the same
+    // tag afterwards must not write one.
+    lastSub = -1;
 }
 
 template <typename Change> bool MFMidiInput::changeMaps(Change&& change) {

@@ -131,8 +131,8 @@ void MFUniClient::wireRecords() {
     });
 
     // The Stutter's event rows: pan in the middle and full level until drawn otherwise.
-    mfSetUpPatternTable(eventTables[0], eventSteps, 0, 292, 0.5f);
-    mfSetUpPatternTable(eventTables[1], eventSteps, 0, 297, 1.0f);
+    mfSetUpPatternTable(eventTables[0], eventSteps, 0, eventTableTags[0], 0.5f);
+    mfSetUpPatternTable(eventTables[1], eventSteps, 0, eventTableTags[1], 1.0f);
     masterLane.tag = 502;
     setUpMasterLane();
 }

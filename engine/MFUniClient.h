@@ -283,6 +283,8 @@ private:
     void sendStretchSpeed();
     void resendAllParameters();
     template <class Action> void forEditGroup(Action&& action);
+    // The step table a tag stands for, or null.
+    MFTableXY* tableOfTag(int32_t tag);
     // The buttons' actions build and free zones: on the audio thread (a learned
     // controller, the host's automation) they go to the loader's thread instead.
     void runOrPost(uint32_t actions);
@@ -356,6 +358,7 @@ private:
     MFZoneHandlerContainer<MFFloatZoneHandler> masterLane;
     MFEffectLane lanes[mflane::count];
     MFTableXY eventTables[2];
+    static constexpr int32_t eventTableTags[2] = {292, 297};
 
     // Pattern selection.
     MFRelaxed<int32_t> patternKey = 0;

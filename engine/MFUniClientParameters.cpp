@@ -403,6 +403,15 @@ void MFUniClient::refreshWeights() {
 void MFUniClient::setInternalParameter(int32_t tag, float v) {
     MFParameterValue& block = registry.values[tag];
 
+    // A controller learned on one step of a table: its entry names the step. One float
+    // store, as a drawing mouse makes; outside a controller's delivery there is no step.
+    if (const int32_t step = midi.lastSub; step >= 0) {
+        if (MFTableXY* table = tableOfTag(tag)) {
+            table->setNormalised(step, v);
+            return;
+        }
+    }
+
     for (int32_t lane = 0; lane < mflane::count; ++lane) {
         const MFLaneTags& t = mflane::tags[lane];
         if (tag == t.lane || tag == t.init || tag == t.release || tag == t.attack ||
@@ -649,4 +658,17 @@ void MFUniClient::runActionsHere(uint32_t actions) {
         if (actions & (1u << (firstLaneInitBit + lane)))
             lanes[lane].zones.initCurrent();
     panels.requestRedraw();
+}
+
+MFTableXY* MFUniClient::tableOfTag(int32_t tag) {
+    for (int32_t lane = 0; lane < mflane::count; ++lane) {
+        if (tag == mflane::tags[lane].tableA)
+            return &lanes[lane].tableA;
+        if (tag == mflane::tags[lane].tableB)
+            return &lanes[lane].tableB;
+    }
+    for (int32_t e = 0; e < 2; ++e)
+        if (tag == eventTableTags[e])
+            return &eventTables[e];
+    return nullptr;
 }

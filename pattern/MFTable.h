@@ -83,6 +83,8 @@ public:
     void setDefault(float value) { defaultValue = value; }
     float getLength() const { return lengthValue; }
     float getNominalSize() const { return nominalSize; }
+    // Sample rate, random range and buffer registry: the table view's random fill reads it.
+    MFSystemInfo& getOwner() const { return owner; }
 
     uint32_t getFlags() const { return flags.load(std::memory_order_acquire); }
     void setFlags(uint32_t bits) { flags.fetch_or(bits, std::memory_order_acq_rel); }

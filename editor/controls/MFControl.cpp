@@ -117,6 +117,9 @@ void MFControl::invalid() {
 }
 
 void MFControl::invalidInFrame(const CRect& rect) {
+    // The frame's overlay redraws by itself: its moves and changes cost no views beneath.
+    if (mfFrame && mfFrame->getOverlay() == this)
+        return;
     if (parent)
         CView::invalidRect(rect);
     else if (mfFrame)

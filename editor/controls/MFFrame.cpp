@@ -10,6 +10,7 @@ MFFrame::~MFFrame() {
     // The controls still reach this frame while they go (a modal control gives its place
     // back), so they go before it does.
     modalControl = nullptr;
+    deleteOverlay();
     removeAll();
 }
 

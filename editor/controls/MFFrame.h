@@ -43,6 +43,10 @@ public:
     int32_t hintDelayTicks = defaultHintDelayTicks;
     int32_t hintHoldTicks = defaultHintHoldTicks;
 
+protected:
+    // An open panel stays above the playhead: the playhead steps aside while it is open.
+    bool overlayAllowed() const override { return modalControl == nullptr; }
+
 private:
     MFControl* modalControl = nullptr;
     bool redrawAllFlag = false;

@@ -3,7 +3,9 @@
 #include "editor/toolkit/CDirtyRegion.h"
 #include "editor/toolkit/CViewContainer.h"
 
+#include <cstdint>
 #include <memory>
+#include <vector>
 
 typedef struct _cairo_surface cairo_surface_t;
 class CDrawContext;
@@ -40,11 +42,27 @@ public:
     // Passes that drew something, for the curious and the tests.
     long getDrawPassCount() const { return drawPasses; }
 
+    // One view drawn over all the others with the pixels beneath it kept aside: when it
+    // moves, those pixels come back instead of the views under it being redrawn, so a
+    // playhead crossing a busy picture costs two small copies and its own paint. The frame
+    // owns it; it is not a child and takes no mouse. Its invalidations must not reach the
+    // frame: a move is seen by its size, a change by its dirty flag.
+    void setOverlay(CView* view);
+    CView* getOverlay() const { return overlay; }
+
+    void onIdle() override;
+
 protected:
     void drawBackgroundRect(CDrawContext& context, const CRect& updateRect) override;
+    // Whether the overlay may show now; a frame with a modal panel keeps it off the panel.
+    virtual bool overlayAllowed() const { return true; }
+    void deleteOverlay();
 
 private:
     CRect toDevice(const CRect& area) const;
+    // Copies the back buffer's pixels under area into underOverlay, or back.
+    void keepUnder(const CRect& area);
+    void restoreUnder(const CRect& area);
 
     CSystemWindow* window;
     CEditorInterface* editor;
@@ -53,4 +71,8 @@ private:
     std::unique_ptr<CDrawContext> context;
     CDirtyRegion region;
     long drawPasses = 0;
+    CView* overlay = nullptr;
+    bool overlayShown = false;
+    CRect overlayArea;
+    std::vector<uint32_t> underOverlay;
 };

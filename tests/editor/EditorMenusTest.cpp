@@ -4,6 +4,8 @@
 #include "engine/MidiTestEvents.h"
 
 #include "editor/controls/MFOptionMenu.h"
+#include "engine/MFLaneTags.h"
+#include "pattern/MFTableXY.h"
 #include "platform/MFFileDialog.h"
 #include "presets/MFPresetManager.h"
 #include "presets/MFSettingsStore.h"
@@ -121,22 +123,43 @@ TEST(EditorMenus, LearnPopupArmsAndClearsTheKnobsController) {
     EXPECT_EQ(rig.plugin().getParameter(globalWetTag), 0.0f);
 }
 
-// Learning one row of a table control keeps the controllers of its other rows.
-TEST(EditorMenus, LearningOneRowKeepsTheOtherRows) {
+// A right click on one step of a table learns a controller for that step alone: the
+// controllers of the table's other steps stay, and the new one moves only its own step.
+TEST(EditorMenus, ARightClickOnATableStepLearnsThatStepAlone) {
+    constexpr int32_t filterPage = 9, step = 5, otherStep = 4;
+    constexpr float pageScale = 0.071428575f;
     EditorRig rig;
     rig.editor().openHeadless();
+    rig.plugin().setSampleRate(44100.0f);
+    rig.plugin().resume();
+    rig.plugin().setParameter(320, float(filterPage) * pageScale);
+    rig.idle();
+    const int32_t tableTag = mflane::tags[mflane::filter].tableA;
     MFMidiInput& midi = rig.plugin().getMidiInput();
-    ASSERT_TRUE(midi.assignByMenuPlace(133, 3, 10));
-    ASSERT_TRUE(midi.assignByMenuPlace(133, 4, 11));
+    ASSERT_TRUE(midi.assignByMenuPlace(tableTag, otherStep, 10));
+
+    const CPoint onStep(185 + 18 * step + 9, 380);
+    rig.click(onStep, cbutton::right);
     MFOptionMenu* learn = rig.editor().getLearnMenu();
-    learn->setLearnSubIndex(3);
-    const CPoint where(300, 300);
-    learn->openModal(2, &where, 133);
+    ASSERT_EQ(rig.frame().getModalControl(), learn);
+    EXPECT_EQ(learn->getLearnTag(), tableTag);
+    EXPECT_EQ(learn->getLearnSubIndex(), step);
     rig.click(centre(learn->lineRect(0)));
-    EXPECT_EQ(int32_t(midi.learnSub), 3);
-    EXPECT_TRUE(rig.plugin().getMidiMaps().controllers[10].empty());
-    ASSERT_EQ(rig.plugin().getMidiMaps().controllers[11].size(), 1u);
-    EXPECT_EQ(learn->getLearnSubIndex(), 0) << "the sub index belongs to one opening";
+    EXPECT_EQ(int32_t(midi.learnTag), tableTag);
+    EXPECT_EQ(int32_t(midi.learnSub), step);
+    EXPECT_EQ(rig.plugin().getMidiMaps().controllers[10].size(), 1u) << "the other step's";
+
+    MFTableXY& table = rig.plugin().getLane(mflane::filter).tableA;
+    std::vector<float> before;
+    for (int32_t s = 0; s < 32; ++s)
+        before.push_back(table.normalisedAt(float(s)));
+    rig.controller(21, 127);
+    for (int32_t s = 0; s < 32; ++s) {
+        if (s == step)
+            EXPECT_NEAR(table.normalisedAt(float(s)), 1.0f, 1e-6f);
+        else
+            EXPECT_EQ(table.normalisedAt(float(s)), before[std::size_t(s)]) << "step " << s;
+    }
 }
 
 // "Save Preset" of an effect browser asks the dialog in the effect's folder and writes the

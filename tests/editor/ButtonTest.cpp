@@ -26,116 +26,101 @@ struct ButtonFixture : FrameFixture {
     CBitmap* strip;
     MFButton* button;
 };
-
 using Values = std::vector<float>;
+
+// A script of mouse steps on the button, each followed by the values that step must send:
+// p press, u release with no button held, U release with the left button still held,
+// o release outside, M move with the left button, m move with none, L and R left and right
+// clicks.
+void expectScript(int32_t mode, int32_t states, const char* script) {
+    ButtonFixture f(mode, states);
+    const CPoint on(15, 15);
+    for (const char* c = script; *c;) {
+        const std::size_t before = f.listener.values.size();
+        switch (*c++) {
+        case 'p':
+            f.press(on);
+            break;
+        case 'u':
+            f.release(on, 0);
+            break;
+        case 'U':
+            f.release(on, cbutton::left);
+            break;
+        case 'o':
+            f.release(CPoint(100, 100));
+            break;
+        case 'M':
+            f.move(on + CPoint(1, 0), cbutton::left);
+            break;
+        case 'm':
+            f.move(on + CPoint(2, 0), 0);
+            break;
+        case 'L':
+            f.click();
+            break;
+        case 'R':
+            f.click(cbutton::right);
+            break;
+        }
+        Values expected;
+        for (; *c >= '0' && *c <= '9'; ++c)
+            expected.push_back(float(*c - '0'));
+        const Values sent(f.listener.values.begin() + long(before), f.listener.values.end());
+        EXPECT_EQ(sent, expected) << "mode " << mode << ", script " << script << ", step "
+                                  << c - script;
+    }
+}
 } // namespace
 
-// What each mode sends at the press and at the release.
-TEST(Button, MomentaryOneShotAndUntilRelease) {
-    ButtonFixture momentary(MFButton::momentary);
-    momentary.press(CPoint(15, 15));
-    EXPECT_EQ(momentary.listener.values, Values{1.0f});
-    momentary.release(CPoint(15, 15));
-    EXPECT_EQ(momentary.listener.values, (Values{1.0f, 0.0f}));
+// What each mode sends at each step: momentary at press and release, until-release only
+// at a release with no button held, toggles step at the press and wrap (with more than two
+// states the right button goes back to 0), repeating on moves without buttons, tri-state
+// from 0 to 1 by the left and 2 by the right, and mode 7 at a release inside only.
+TEST(Button, WhatEachModeSendsAndWhen) {
+    expectScript(MFButton::momentary, 2, "p1u0");
+    expectScript(MFButton::untilRelease, 2, "p1Up1u0");
+    expectScript(MFButton::toggle, 2, "L1L0L1R0");
+    expectScript(MFButton::toggle, 3, "L1L2L0L1R0");
+    expectScript(MFButton::repeating, 2, "p1Mm1U0");
+    expectScript(MFButton::triState, 3, "L1L0R2R0");
+    expectScript(MFButton::hoverToggle, 2, "poL1");
+    expectScript(MFButton::oneShot, 2, "L1");
+}
 
+// A one-shot button is taken back by its bound float at the next idle.
+TEST(Button, OneShotFallsBackToItsFloat) {
     ButtonFixture oneShot(MFButton::oneShot);
     MFRelaxed<float> bound = 0.0f;
     oneShot.button->bind(&bound);
     oneShot.click();
-    EXPECT_EQ(oneShot.listener.values, Values{1.0f});
     EXPECT_EQ(oneShot.button->getValue(), 1.0f);
-    oneShot.idle(); // the bound float, still 0, takes the button back
+    oneShot.idle();
     EXPECT_EQ(oneShot.button->getValue(), 0.0f);
-
-    ButtonFixture held(MFButton::untilRelease);
-    held.press(CPoint(15, 15));
-    held.release(CPoint(15, 15), cbutton::left); // a button still held: no release value
-    EXPECT_EQ(held.listener.values, Values{1.0f});
-    held.press(CPoint(15, 15));
-    held.release(CPoint(15, 15), 0);
-    EXPECT_EQ(held.listener.values, (Values{1.0f, 1.0f, 0.0f}));
 }
 
-// A toggle steps through its states at the press and wraps; with more than two states the
-// right button goes back to 0.
-TEST(Button, ToggleWrapsAndRightResets) {
-    ButtonFixture two(MFButton::toggle);
-    two.click();
-    two.click();
-    two.click();
-    EXPECT_EQ(two.listener.values, (Values{1.0f, 0.0f, 1.0f}));
-    two.click(cbutton::right); // two states: right steps as left does
-    EXPECT_EQ(two.listener.values.back(), 0.0f);
-
-    ButtonFixture three(MFButton::toggle, 3);
-    three.click();
-    three.click();
-    EXPECT_EQ(three.button->getValue(), 2.0f);
-    three.click();
-    EXPECT_EQ(three.button->getValue(), 0.0f);
-    three.click();
-    three.click(cbutton::right);
-    EXPECT_EQ(three.listener.values, (Values{1.0f, 2.0f, 0.0f, 1.0f, 0.0f}));
-}
-
-// Mode 5 repeats its value on moves without left or right while held.
-TEST(Button, RepeatingNotifiesOnMovesWithoutButtons) {
-    ButtonFixture f(MFButton::repeating);
-    f.press(CPoint(15, 15));
-    f.move(CPoint(16, 15), cbutton::left);
-    EXPECT_EQ(f.listener.values, Values{1.0f});
-    f.move(CPoint(17, 15), 0);
-    EXPECT_EQ(f.listener.values, (Values{1.0f, 1.0f}));
-    f.release(CPoint(17, 15));
-    EXPECT_EQ(f.listener.values, (Values{1.0f, 1.0f, 0.0f}));
-}
-
-// Tri-state: from 0 the left button gives 1 and the right 2; from either, back to 0.
-TEST(Button, TriState) {
-    ButtonFixture f(MFButton::triState, 3);
-    f.click();
-    f.click();
-    f.click(cbutton::right);
-    f.click(cbutton::right);
-    EXPECT_EQ(f.listener.values, (Values{1.0f, 0.0f, 2.0f, 0.0f}));
-}
-
-// Mode 7 acts at a release inside only.
-TEST(Button, AdvancesAtAReleaseInside) {
-    ButtonFixture f(MFButton::hoverToggle);
-    f.press(CPoint(15, 15));
-    EXPECT_TRUE(f.listener.values.empty());
-    f.release(CPoint(100, 100));
-    EXPECT_TRUE(f.listener.values.empty());
-    f.click();
-    EXPECT_EQ(f.listener.values, Values{1.0f});
-}
-
-// Mode 8 opens its menu beneath itself; it takes precedence over a learn menu.
-TEST(Button, MenuModeOpensBeneath) {
-    ButtonFixture f(MFButton::menu);
-    auto* menu = new ModalProbe(f.frame.get());
-    auto* learn = new ModalProbe(f.frame.get());
-    f.frame->addView(menu);
-    f.frame->addView(learn);
-    f.button->setMenu(menu);
-    f.button->setLearnMenu(learn);
-    f.press(CPoint(15, 15), cbutton::right);
-    ASSERT_EQ(menu->opened.size(), 1u);
-    EXPECT_EQ(menu->opened[0].where, CPoint(10, 20));
-    EXPECT_TRUE(learn->opened.empty());
-}
-
-// A right click with a learn menu opens it and sends no value.
-TEST(Button, RightClickOpensTheLearnMenu) {
-    ButtonFixture f(MFButton::toggle);
-    auto* learn = new ModalProbe(f.frame.get());
-    f.frame->addView(learn);
-    f.button->setLearnMenu(learn);
-    f.press(CPoint(15, 15), cbutton::right);
-    ASSERT_EQ(learn->opened.size(), 1u);
-    EXPECT_EQ(learn->opened[0].tag, 7);
-    EXPECT_TRUE(f.listener.values.empty());
+// A right click opens the learn menu with the button's tag and sends no value; mode 8 opens
+// its own menu beneath itself instead, which takes precedence over a learn menu.
+TEST(Button, RightClickOpensTheLearnMenuOrTheMenuBeneath) {
+    for (int32_t mode : {MFButton::toggle, MFButton::menu}) {
+        ButtonFixture f(mode);
+        auto* menu = new ModalProbe(f.frame.get());
+        auto* learn = new ModalProbe(f.frame.get());
+        f.frame->addView(menu);
+        f.frame->addView(learn);
+        if (mode == MFButton::menu)
+            f.button->setMenu(menu);
+        f.button->setLearnMenu(learn);
+        f.press(CPoint(15, 15), cbutton::right);
+        ModalProbe* opened = mode == MFButton::menu ? menu : learn;
+        ASSERT_EQ(opened->opened.size(), 1u) << "mode " << mode;
+        EXPECT_EQ((opened == menu ? learn : menu)->opened.size(), 0u) << "mode " << mode;
+        if (mode == MFButton::menu)
+            EXPECT_EQ(menu->opened[0].where, CPoint(10, 20));
+        else
+            EXPECT_EQ(learn->opened[0].tag, 7);
+        EXPECT_TRUE(f.listener.values.empty()) << "mode " << mode;
+    }
 }
 
 // Rows: each state has one row, plus a pressed row with flag 1 and a hover row with

@@ -1,4 +1,4 @@
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
 
 #include "editor/controls/MFButton.h"
 #include "editor/controls/MFDisplay.h"
@@ -9,6 +9,7 @@
 #include "editor/controls/MFViewContainer.h"
 #include "editor/controls/MFWebLink.h"
 #include "platform/MFDesktopOpen.h"
+#include "support/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 
@@ -50,8 +51,7 @@ TEST(Controls, ClearPageBitHidesAndPassesThePress) {
     f.idle();
     EXPECT_NE(f.pixel(15, 15), white);
     EXPECT_EQ(hidden->onMouseDown(CPoint(15, 15), cbutton::left), mouseNotHandled);
-    f.press(CPoint(15, 15));
-    f.release(CPoint(15, 15));
+    f.click(CPoint(15, 15));
     EXPECT_EQ(f.listener.tags, (std::vector<int32_t>{1, 1}));
 
     pages[1].store(1u << 8); // bit 40
@@ -157,8 +157,8 @@ TEST(Controls, ImageMovesWithItsFloats) {
 }
 
 // Texts: the formatter with the prefix, the plain format, integers, the suffix, and the
-// zero text below the threshold.
-TEST(Controls, DisplayText) {
+// zero text below the threshold; and the rows of a picture display.
+TEST(Controls, DisplayTextAndPictureRows) {
     FrameFixture f;
     MFRelaxed<float> bound = 0.5f;
     MFDisplay display(CRect(0, 0, 39, 15), nullptr, 1, f.frame.get());
@@ -189,14 +189,8 @@ TEST(Controls, DisplayText) {
     display.setTextSource(&source);
     display.setSuffix(" T");
     EXPECT_EQ(text(display), "1/16 T");
-}
 
-// Picture rows: normalised times frameCount - 1 truncated, or rounded, or the raw float.
-TEST(Controls, DisplayPictureRows) {
-    FrameFixture f;
-    MFRelaxed<float> bound = 0.0f;
-    MFDisplay display(CRect(0, 0, 39, 15), nullptr, 1, f.frame.get());
-    display.bind(&bound);
+    // Picture rows: normalised times frameCount - 1 truncated, or rounded, or the raw float.
     display.setFrames(15, 5);
     bound = 0.4f; // 1.6
     EXPECT_EQ(display.frameRow(), 1);
@@ -278,8 +272,7 @@ TEST(Controls, ModalPanelClosesOnAPressOutside) {
     EXPECT_EQ(f.frame->getModalControl(), panel.get());
     EXPECT_TRUE(f.frame->isChild(panel.get()));
 
-    f.press(CPoint(65, 65));
-    f.release(CPoint(65, 65));
+    f.click(CPoint(65, 65));
     EXPECT_EQ(f.listener.tags, (std::vector<int32_t>{507, 507}));
 
     EXPECT_EQ(f.frame->onMouseDown(CPoint(5, 5), cbutton::left), mouseHandledNoMoves);
@@ -319,54 +312,43 @@ TEST(Controls, DropShadowBand) {
 }
 
 // The desktop handler gets the target as one argument, spaces and shell characters and
-// all, and the call does not wait for it.
-TEST(Controls, LinksOpenWithoutAShell) {
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("cdz-open-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(folder);
-    const std::filesystem::path log = folder / "args";
-    {
-        std::ofstream script(folder / "xdg-open");
-        script << "#!/bin/sh\nprintf '%s\\n' \"$#\" \"$1\" > '" << log.string() << ".tmp'\nmv '"
-               << log.string() << ".tmp' '" << log.string() << "'\n";
-    }
-    std::filesystem::permissions(folder / "xdg-open", std::filesystem::perms::owner_all);
-    const char* oldPath = std::getenv("PATH");
-    const std::string saved = oldPath ? oldPath : "";
-    ::setenv("PATH", (folder.string() + ":" + saved).c_str(), 1);
-
-    FrameFixture f;
+// all, and the call does not wait for it. The manual is the PDF unless the folder holds
+// the HTML one instead.
+TEST(Controls, LinksOpenWithoutAShellAndFindTheManual) {
+    const TempFolder folder;
+    const std::filesystem::path log = folder.root / "args";
+    std::ofstream(folder.root / "xdg-open")
+        << "#!/bin/sh\nprintf '%s\\n' \"$#\" \"$1\" > '" << log.string() << ".tmp'\nmv '"
+        << log.string() << ".tmp' '" << log.string() << "'\n";
+    std::filesystem::permissions(folder.root / "xdg-open", std::filesystem::perms::owner_all);
     const char* target = "https://example.org/a b;touch x";
-    auto* link = new MFWebLink(CRect(0, 0, 61, 16), nullptr, 509, f.frame.get(), nullptr, target);
-    f.frame->addView(link);
-    f.press(CPoint(5, 5));
-    EXPECT_TRUE(link->isPressed());
-    f.release(CPoint(5, 5));
-    for (int i = 0; i < 200 && !std::filesystem::exists(log); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    ::setenv("PATH", saved.c_str(), 1);
+    {
+        const ScopedEnv path("PATH", (folder.path() + ":" + std::getenv("PATH")).c_str());
+        FrameFixture f;
+        auto* link =
+            new MFWebLink(CRect(0, 0, 61, 16), nullptr, 509, f.frame.get(), nullptr, target);
+        f.frame->addView(link);
+        f.press(CPoint(5, 5));
+        EXPECT_TRUE(link->isPressed());
+        f.release(CPoint(5, 5));
+        for (int i = 0; i < 200 && !std::filesystem::exists(log); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     std::ifstream in(log);
     std::string count, argument;
     std::getline(in, count);
     std::getline(in, argument);
     EXPECT_EQ(count, "1");
     EXPECT_EQ(argument, target);
-    std::filesystem::remove_all(folder);
-
     EXPECT_FALSE(mfDesktopOpen(""));
-}
 
-// The manual is the PDF unless the folder holds the HTML one instead.
-TEST(Controls, LocalLinkFindsTheManual) {
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("cdz-manual-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(folder);
-    EXPECT_EQ(MFLocalLink::manualPath(folder.string()), (folder / "Manual.pdf").string());
-    std::ofstream(folder / "Manual.htm") << "x";
-    EXPECT_EQ(MFLocalLink::manualPath(folder.string() + "/"), (folder / "Manual.htm").string());
-    std::ofstream(folder / "Manual.pdf") << "x";
-    EXPECT_EQ(MFLocalLink::manualPath(folder.string()), (folder / "Manual.pdf").string());
-    std::filesystem::remove_all(folder);
+    const TempFolder manual;
+    const std::string at = manual.root.string();
+    EXPECT_EQ(MFLocalLink::manualPath(at), at + "/Manual.pdf");
+    manual.file("Manual.htm");
+    EXPECT_EQ(MFLocalLink::manualPath(at + "/"), at + "/Manual.htm");
+    manual.file("Manual.pdf");
+    EXPECT_EQ(MFLocalLink::manualPath(at), at + "/Manual.pdf");
 }
 
 // The modal control takes every event in place of the tree and is drawn on top of it.
@@ -381,23 +363,9 @@ TEST(Controls, FrameRoutesToTheModalControl) {
     modal->openModal(1, nullptr, 0);
     f.idle();
     EXPECT_EQ(f.pixel(20, 20), white);
-    f.press(CPoint(20, 20));
-    f.release(CPoint(20, 20));
+    f.click(CPoint(20, 20));
     EXPECT_EQ(f.listener.tags, (std::vector<int32_t>{2, 2}));
     modal->closeModal();
     f.press(CPoint(20, 20));
     EXPECT_EQ(f.listener.tags.back(), 1);
-}
-
-// forceRedraw repaints everything at the next idle, and only then; idles are counted.
-TEST(Controls, ForceRedrawAndIdleCounter) {
-    FrameFixture f;
-    f.idle();
-    f.window.presented.clear();
-    f.frame->forceRedraw();
-    EXPECT_TRUE(f.window.presented.empty());
-    f.idle();
-    ASSERT_EQ(f.window.presented.size(), 1u);
-    EXPECT_EQ(f.window.presented[0], CRect(0, 0, 200, 200));
-    EXPECT_EQ(f.frame->getIdleCounter(), 2);
 }

@@ -1,18 +1,15 @@
 // The editor's menus in the layout: MIDI learn through the learn popup, and the preset
 // browsers saving, loading and stepping through their folders.
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
 #include "engine/MidiTestEvents.h"
 
-#include "editor/MFUniClientEditor.h"
 #include "editor/controls/MFOptionMenu.h"
 #include "engine/MFLaneTags.h"
-#include "engine/MFUniClient.h"
 #include "pattern/MFTableXY.h"
 #include "platform/MFFileDialog.h"
-#include "platform/MFMessageService.h"
 #include "presets/MFPresetManager.h"
 #include "presets/MFSettingsStore.h"
-#include "support/FakeHost.h"
+#include "support/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 
@@ -47,31 +44,11 @@ struct ScriptedDialog : MFFileDialog {
     std::vector<std::string> extensions;
 };
 
-std::vector<std::string> notices;
-bool recordNotices(MFMessageService::Kind, const char* text) {
-    notices.emplace_back(text);
-    return false;
-}
-
 // A home of the test's own for settings and content, so that tests running side by side
 // never see each other's folders; the previous home comes back at the end.
-struct OwnHome {
-    OwnHome() {
-        std::string pattern = (fs::temp_directory_path() / "editormenus-home-XXXXXX").string();
-        root = mkdtemp(pattern.data());
-        for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
-            const char* value = std::getenv(name);
-            saved.emplace_back(value ? value : "");
-        }
-        setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
-        setenv("XDG_DATA_HOME", (root / "data").c_str(), 1);
-    }
-    ~OwnHome() {
-        setenv("XDG_CONFIG_HOME", saved[0].c_str(), 1);
-        setenv("XDG_DATA_HOME", saved[1].c_str(), 1);
-        std::error_code ignored;
-        fs::remove_all(root, ignored);
-    }
+struct OwnHome : TempFolder {
+    ScopedEnv config{"XDG_CONFIG_HOME", (root / "config").c_str()};
+    ScopedEnv data{"XDG_DATA_HOME", (root / "data").c_str()};
     // Sets a settings value in this home.
     void set(const char* name, const std::string& value) const {
         MFSettingsStore store;
@@ -79,39 +56,10 @@ struct OwnHome {
             store.setString(name, value.c_str());
         store.close();
     }
-    fs::path root;
-    std::vector<std::string> saved;
 };
 
-struct TempFolder {
-    TempFolder() {
-        std::string pattern = (fs::temp_directory_path() / "editormenus-XXXXXX").string();
-        root = mkdtemp(pattern.data());
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        fs::remove_all(root, ignored);
-    }
-    std::string path() const { return root.string() + "/"; }
-    fs::path root;
-};
-
-struct EditorRig {
-    EditorRig() {
-        host.attach(new MFUniClient(FakeHost::callback(), &MFUniClientEditor::create));
-        plugin().setFileDialog(dialog);
-    }
-    MFUniClient& plugin() { return host.plugin(); }
-    MFUniClientEditor& editor() { return *static_cast<MFUniClientEditor*>(plugin().getEditor()); }
-    MFFrame& frame() { return *editor().getFrame(); }
-    void idle() {
-        vst::AEffect* e = plugin().getAeffect();
-        e->dispatcher(e, vst::effEditIdle, 0, 0, nullptr, 0.0f);
-    }
-    void click(CPoint where, long buttons = cbutton::left) {
-        frame().onMouseDown(where, buttons);
-        frame().onMouseUp(where, buttons);
-    }
+struct EditorRig : PluginWithEditor {
+    EditorRig() { plugin().setFileDialog(dialog); }
     // Runs blocks of silence so that queued MIDI reaches its tick.
     void process(int blocks = 2) {
         constexpr int block = 128;
@@ -124,15 +72,9 @@ struct EditorRig {
     void controller(uint8_t number, uint8_t value) {
         MidiTestEvents events;
         events.add(0, 0xB0, number, value);
-        vst::AEffect* e = plugin().getAeffect();
-        e->dispatcher(e, vst::effProcessEvents, 0, 0, const_cast<vst::VstEvents*>(events.list()),
-                      0.0f);
+        dispatch(vst::effProcessEvents, 0, 0, const_cast<vst::VstEvents*>(events.list()));
         process();
     }
-    static CPoint centre(const CRect& r) {
-        return CPoint((r.left + r.right) / 2, (r.top + r.bottom) / 2);
-    }
-    FakeHost host;
     ScriptedDialog dialog;
 };
 
@@ -156,14 +98,13 @@ TEST(EditorMenus, LearnPopupArmsAndClearsTheKnobsController) {
     ASSERT_NE(learn, nullptr);
     EXPECT_FALSE(learn->getMouseEnabled());
 
-    rig.frame().onMouseDown(globalWetKnob, cbutton::right);
-    rig.frame().onMouseUp(globalWetKnob, cbutton::right);
+    rig.click(globalWetKnob, cbutton::right);
     ASSERT_EQ(rig.frame().getModalControl(), learn);
     EXPECT_EQ(learn->getLearnTag(), globalWetTag);
     EXPECT_EQ(learn->getValue(), 0.0f) << "the open callback starts on the first line";
     EXPECT_EQ(learn->getOpenRect(), CRect(globalWetKnob.x + 1, globalWetKnob.y,
                                           globalWetKnob.x + 78, globalWetKnob.y + 30));
-    rig.click(rig.centre(learn->lineRect(0)));
+    rig.click(centre(learn->lineRect(0)));
     EXPECT_EQ(rig.frame().getModalControl(), nullptr);
     EXPECT_EQ(int32_t(rig.plugin().getMidiInput().learnTag), globalWetTag);
 
@@ -175,9 +116,8 @@ TEST(EditorMenus, LearnPopupArmsAndClearsTheKnobsController) {
     EXPECT_EQ(entriesFor(rig.plugin().getMidiMaps(), globalWetTag), 1);
 
     // "clear" on the second line: the controller lets go.
-    rig.frame().onMouseDown(globalWetKnob, cbutton::right);
-    rig.frame().onMouseUp(globalWetKnob, cbutton::right);
-    rig.click(rig.centre(learn->lineRect(1)));
+    rig.click(globalWetKnob, cbutton::right);
+    rig.click(centre(learn->lineRect(1)));
     EXPECT_EQ(entriesFor(rig.plugin().getMidiMaps(), globalWetTag), 0);
     rig.controller(20, 127);
     EXPECT_EQ(rig.plugin().getParameter(globalWetTag), 0.0f);
@@ -199,13 +139,12 @@ TEST(EditorMenus, ARightClickOnATableStepLearnsThatStepAlone) {
     ASSERT_TRUE(midi.assignByMenuPlace(tableTag, otherStep, 10));
 
     const CPoint onStep(185 + 18 * step + 9, 380);
-    rig.frame().onMouseDown(onStep, cbutton::right);
-    rig.frame().onMouseUp(onStep, cbutton::right);
+    rig.click(onStep, cbutton::right);
     MFOptionMenu* learn = rig.editor().getLearnMenu();
     ASSERT_EQ(rig.frame().getModalControl(), learn);
     EXPECT_EQ(learn->getLearnTag(), tableTag);
     EXPECT_EQ(learn->getLearnSubIndex(), step);
-    rig.click(rig.centre(learn->lineRect(0)));
+    rig.click(centre(learn->lineRect(0)));
     EXPECT_EQ(int32_t(midi.learnTag), tableTag);
     EXPECT_EQ(int32_t(midi.learnSub), step);
     EXPECT_EQ(rig.plugin().getMidiMaps().controllers[10].size(), 1u) << "the other step's";
@@ -262,27 +201,6 @@ TEST(EditorMenus, EffectBrowserSavesIntoItsFolderAndListsTheFileAfterwards) {
     EXPECT_EQ(browser->findEntry("Attic"), -1);
 }
 
-// Without any dialog program the save reports it and changes nothing.
-TEST(EditorMenus, SaveWithoutADialogReportsAndChangesNothing) {
-    const OwnHome home;
-    TempFolder folder;
-    EditorRig rig;
-    home.set("presetpath13", folder.path());
-    rig.dialog.available = false;
-    rig.editor().openHeadless();
-    MFOptionMenu* browser = rig.editor().getPresetMenus(reverbCategory)[0];
-    notices.clear();
-    MFMessageService::setHandler(&recordNotices);
-    browser->setValue(0.0f);
-    rig.editor().valueChanged(browser);
-    MFMessageService::setHandler(nullptr);
-    ASSERT_EQ(notices.size(), 1u);
-    EXPECT_EQ(notices[0], MFPresetManager::noDialogNotice);
-    EXPECT_TRUE(fs::is_empty(folder.root));
-    EXPECT_EQ(browser->getNbEntries(), 2);
-    EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "default");
-}
-
 // The effect's next button steps through the browser's files in the order it shows them,
 // wrapping at the end.
 TEST(EditorMenus, NextButtonStepsThroughTheBrowser) {
@@ -329,20 +247,20 @@ TEST(EditorMenus, TextPopupLearnsAndClears) {
     const CPoint where(200, 200);
     popup->openModal(2, &where, 67);
     ASSERT_EQ(rig.frame().getModalControl(), popup);
-    rig.click(rig.centre(popup->lineRect(0)));
+    rig.click(centre(popup->lineRect(0)));
     EXPECT_EQ(int32_t(rig.plugin().getMidiInput().learnTag), 67);
     EXPECT_EQ(int32_t(rig.plugin().getMidiInput().learnSub), 0);
 
     ASSERT_TRUE(rig.plugin().getMidiInput().assignByMenuPlace(67, 0, 30));
     popup->openModal(2, &where, 67);
-    rig.click(rig.centre(popup->lineRect(1)));
+    rig.click(centre(popup->lineRect(1)));
     EXPECT_EQ(entriesFor(rig.plugin().getMidiMaps(), 67), 0);
 }
 
 // A browser with the "Select Folder" and "Load Preset" lines: both ask the dialog. The
 // folder of the file chosen becomes the category's folder, and the browsers of the
-// category list it; the file chosen to load is loaded. With no dialog both report and
-// change nothing.
+// category list it; the file chosen to load is loaded. With no dialog these and the save
+// report it and change nothing.
 TEST(EditorMenus, SelectFolderAndLoadPresetGoThroughTheDialog) {
     const OwnHome home;
     TempFolder first, second;
@@ -385,15 +303,19 @@ TEST(EditorMenus, SelectFolderAndLoadPresetGoThroughTheDialog) {
     EXPECT_FLOAT_EQ(rig.plugin().getParameter(67), 0.125f);
     EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "Other");
 
+    // Without any dialog program the three lines report it and change nothing.
     rig.dialog.available = false;
-    notices.clear();
-    MFMessageService::setHandler(&recordNotices);
-    menu->setValue(0.0f);
-    rig.editor().valueChanged(menu);
-    menu->setValue(2.0f);
-    rig.editor().valueChanged(menu);
-    MFMessageService::setHandler(nullptr);
-    EXPECT_EQ(notices.size(), 2u);
+    {
+        MessageRecorder notices;
+        for (float line : {0.0f, 1.0f, 2.0f}) {
+            menu->setValue(line);
+            rig.editor().valueChanged(menu);
+        }
+    }
+    EXPECT_EQ(MessageRecorder::texts(),
+              std::vector<std::string>(3, MFPresetManager::noDialogNotice));
     EXPECT_EQ(browser->getFolder(), second.path());
     EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "Other");
+    EXPECT_TRUE(fs::is_empty(first.root));
+    EXPECT_EQ(std::distance(fs::directory_iterator(second.root), fs::directory_iterator()), 2);
 }

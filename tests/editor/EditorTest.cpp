@@ -1,12 +1,9 @@
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
 
 #include "editor/MFBitmapTable.h"
-#include "editor/MFUniClientEditor.h"
 #include "editor/controls/MFButton.h"
-#include "editor/controls/MFFrame.h"
-#include "engine/MFUniClient.h"
 #include "pattern/MFRandom.h"
-#include "support/FakeHost.h"
+#include "support/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 
@@ -19,30 +16,6 @@ using namespace editortest;
 using namespace vst;
 
 namespace {
-// A plug-in made as the library's entry point makes it, with its editor, in a fake host.
-struct PluginWithEditor {
-    PluginWithEditor() {
-        host.attach(new MFUniClient(FakeHost::callback(), &MFUniClientEditor::create));
-    }
-    MFUniClient& plugin() { return host.plugin(); }
-    MFUniClientEditor& editor() { return *static_cast<MFUniClientEditor*>(plugin().getEditor()); }
-    intptr_t dispatch(int32_t opcode, int32_t index = 0, intptr_t value = 0, void* ptr = nullptr,
-                      float opt = 0.0f) {
-        AEffect* e = plugin().getAeffect();
-        return e->dispatcher(e, opcode, index, value, ptr, opt);
-    }
-    uint32_t pixel(int x, int y) { return pixelAt(editor().getFrame()->getBackBuffer(), x, y); }
-    // The pixels of a square around a point, to see whether a control drew anew.
-    std::vector<uint32_t> area(CPoint centre, int radius) {
-        std::vector<uint32_t> pixels;
-        for (int y = centre.y - radius; y < centre.y + radius; ++y)
-            for (int x = centre.x - radius; x < centre.x + radius; ++x)
-                pixels.push_back(pixel(x, y));
-        return pixels;
-    }
-    FakeHost host;
-};
-
 // The big knob of "GlobalWet" and a point inside it.
 constexpr int wetTag = 101;
 const CPoint wetKnob(595, 484);
@@ -63,10 +36,8 @@ TEST(Editor, HostSeesAnEditorOfTheFixedSize) {
     ERect* rect = nullptr;
     EXPECT_EQ(p.dispatch(effEditGetRect, 0, 0, &rect), 1);
     ASSERT_NE(rect, nullptr);
-    EXPECT_EQ(rect->top, 0);
-    EXPECT_EQ(rect->left, 0);
-    EXPECT_EQ(rect->right, 770);
-    EXPECT_EQ(rect->bottom, 525);
+    EXPECT_EQ((std::vector<int>{rect->top, rect->left, rect->bottom, rect->right}),
+              (std::vector<int>{0, 0, 525, 770}));
 
     // Built without a factory, the engine has none.
     FakeHost bare;
@@ -78,26 +49,25 @@ TEST(Editor, HostSeesAnEditorOfTheFixedSize) {
 // bitmaps; the audio goes on.
 TEST(Editor, OpenWithoutAWindowFailsCleanly) {
     PluginWithEditor p;
-    const char* display = std::getenv("DISPLAY");
-    const std::string saved = display ? display : "";
-    ::unsetenv("DISPLAY");
-    EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, nullptr), 0);
-    EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(uintptr_t(0x1234567))), 0);
-    if (display)
-        ::setenv("DISPLAY", saved.c_str(), 1);
+    {
+        const ScopedEnv noDisplay("DISPLAY", nullptr);
+        EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, nullptr), 0);
+        EXPECT_EQ(p.dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(uintptr_t(0x1234567))), 0);
+    }
     EXPECT_FALSE(p.editor().isOpen());
     EXPECT_EQ(p.editor().getFrame(), nullptr);
     EXPECT_EQ(MFBitmapTable::useCount(), 0);
-    p.dispatch(effEditIdle);
+    p.idle();
     p.dispatch(effEditClose);
     runSomeAudio(p.plugin(), 0.5f);
     EXPECT_GT(p.plugin().getPeakLeft(), 0.0f);
 }
 
 // A second open changes nothing and succeeds; close drops the views; opening again
-// builds them anew.
+// builds them anew. forceRedraw asks for a full repaint at the next idle, and only when open.
 TEST(Editor, OpenTwiceCloseAndReopen) {
     PluginWithEditor p;
+    p.editor().forceRedraw(); // closed: nothing to do, nothing to crash
     ASSERT_TRUE(p.editor().openHeadless());
     MFFrame* first = p.editor().getFrame();
     ASSERT_NE(first, nullptr);
@@ -110,8 +80,12 @@ TEST(Editor, OpenTwiceCloseAndReopen) {
     p.dispatch(effEditClose); // a close too many is harmless
     EXPECT_EQ(MFBitmapTable::useCount(), 0);
     ASSERT_TRUE(p.editor().openHeadless());
-    EXPECT_NE(p.editor().getFrame(), nullptr);
     EXPECT_EQ(MFBitmapTable::useCount(), 1);
+    p.idle();
+    p.editor().forceRedraw();
+    EXPECT_TRUE(p.frame().isRedrawAllPending());
+    p.idle();
+    EXPECT_FALSE(p.frame().isRedrawAllPending());
 }
 
 // Two editors share the process's bitmap table: each open counts, closing the first
@@ -126,68 +100,35 @@ TEST(Editor, BitmapTableCountsEditors) {
     a->dispatch(effEditClose);
     EXPECT_EQ(MFBitmapTable::useCount(), 1);
 
-    b->dispatch(effEditIdle);
-    const std::vector<uint32_t> before = b->area(wetKnob, 30);
+    b->idle();
+    auto knob = [&] {
+        std::vector<uint32_t> pixels;
+        for (int y = -30; y < 30; ++y)
+            for (int x = -30; x < 30; ++x)
+                pixels.push_back(b->pixel(wetKnob.x + x, wetKnob.y + y));
+        return pixels;
+    };
+    const std::vector<uint32_t> before = knob();
     b->plugin().setParameter(wetTag, 0.123f);
-    b->dispatch(effEditIdle);
-    EXPECT_NE(b->area(wetKnob, 30), before); // the knob redrew with the host's value
+    b->idle();
+    EXPECT_NE(knob(), before); // the knob redrew with the host's value
 
     b.reset(); // destroyed while open
     EXPECT_EQ(MFBitmapTable::useCount(), 0);
-}
-
-// Out-of-range bitmap ids are null.
-TEST(Editor, BitmapIdsOutsideTheTableAreNull) {
-    PluginWithEditor p;
-    p.editor().openHeadless();
-    EXPECT_EQ(p.editor().getBitmap(999), nullptr);
-    EXPECT_EQ(p.editor().getBitmap(1189), nullptr);
-    EXPECT_EQ(p.editor().getBitmap(-1), nullptr);
-}
-
-// A drag on the GlobalWet knob reaches the plug-in's parameter and the host, as one
-// gesture; host automation moves the knob at the next idle.
-TEST(Editor, KnobGestureReachesThePluginAndTheHost) {
-    PluginWithEditor p;
-    p.plugin().setParameter(wetTag, 0.5f);
-    p.editor().openHeadless();
-    MFFrame& frame = *p.editor().getFrame();
-    p.dispatch(effEditIdle);
-    const int begins = p.host.beginEdits;
-    const int automations = p.host.automations;
-
-    frame.onMouseDown(wetKnob, cbutton::left);
-    EXPECT_EQ(p.plugin().getRegistry().values[wetTag].touch.load(), 1.0f);
-    frame.onMouseMoved(CPoint(wetKnob.x, wetKnob.y - 40), cbutton::left);
-    frame.onMouseUp(CPoint(wetKnob.x, wetKnob.y - 40), cbutton::left);
-    // 40 pixels at sensitivity 0.5: +0.2.
-    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.7f, 1e-5f);
-    EXPECT_EQ(p.host.beginEdits, begins + 1);
-    EXPECT_EQ(p.host.endEdits, 1);
-    EXPECT_GT(p.host.automations, automations);
-    EXPECT_EQ(p.plugin().getRegistry().values[wetTag].touch.load(), 0.0f);
-
-    p.plugin().setParameter(wetTag, 0.2f);
-    p.dispatch(effEditIdle);
-    frame.onWheel(wetKnob, 1.0f, 0);
-    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.2f + 0.0175f, 1e-5f);
 }
 
 // A control of an internal tag changes the plug-in but never reaches the host.
 TEST(Editor, InternalTagsStayAwayFromTheHost) {
     PluginWithEditor p;
     p.editor().openHeadless();
-    MFFrame& frame = *p.editor().getFrame();
     // "init_c" starts off, so its first press (sent as 0.5) is a change.
-    auto* button = new MFButton(CRect(300, 300, 320, 320), &p.editor(), 557, &frame, nullptr,
-                                MFButton::toggle);
-    frame.addView(button);
+    p.frame().addView(new MFButton(CRect(300, 300, 320, 320), &p.editor(), 557, &p.frame(), nullptr,
+                                   MFButton::toggle));
     const int begins = p.host.beginEdits;
     const int automations = p.host.automations;
-    const float before = p.plugin().getRegistry().rawValue(557);
-    frame.onMouseDown(CPoint(310, 310), cbutton::left);
-    frame.onMouseUp(CPoint(310, 310), cbutton::left);
-    EXPECT_NE(p.plugin().getRegistry().rawValue(557), before);
+    const float before = p.raw(557);
+    p.click(CPoint(310, 310));
+    EXPECT_NE(p.raw(557), before);
     EXPECT_EQ(p.host.beginEdits, begins);
     EXPECT_EQ(p.host.endEdits, 0);
     EXPECT_EQ(p.host.automations, automations);
@@ -197,11 +138,11 @@ TEST(Editor, InternalTagsStayAwayFromTheHost) {
 TEST(Editor, MetersFollowTheOutput) {
     PluginWithEditor p;
     p.editor().openHeadless();
-    p.dispatch(effEditIdle);
+    p.idle();
     const uint32_t quiet = p.pixel(752, 514);
     runSomeAudio(p.plugin(), 0.8f);
     ASSERT_GT(p.plugin().getPeakLeft(), 0.1f);
-    p.dispatch(effEditIdle);
+    p.idle();
     EXPECT_NE(p.pixel(752, 514), quiet);
 }
 
@@ -243,32 +184,33 @@ TEST(Editor, F2MutatesWithinTheAmounts) {
     EXPECT_EQ(p.dispatch(effEditKeyDown, 0, MFUniClientEditor::keyF2, nullptr, 0.0f), 1);
 }
 
-// forceRedraw asks for a full repaint at the next idle, and only when open.
-TEST(Editor, ForceRedraw) {
-    PluginWithEditor p;
-    p.editor().forceRedraw(); // closed: nothing to do, nothing to crash
-    p.editor().openHeadless();
-    p.dispatch(effEditIdle);
-    p.editor().forceRedraw();
-    EXPECT_TRUE(p.editor().getFrame()->isRedrawAllPending());
-    p.dispatch(effEditIdle);
-    EXPECT_FALSE(p.editor().getFrame()->isRedrawAllPending());
-}
-
 // The window's events arrive through the same calls the X11 window makes from inside its
-// pump: presses and drags reach the controls, F2 is used and other keys are not, and a
-// lost window closes the editor at the end of the idle that saw it, not inside the pump.
+// pump. A drag on the GlobalWet knob reaches the plug-in's parameter and the host as one
+// gesture, with the touch flag up while held; F2 is used and other keys are not; a lost
+// window closes the editor at the end of the idle that saw it, not inside the pump.
 TEST(Editor, WindowEventsDriveTheFrame) {
     PluginWithEditor p;
     p.plugin().setParameter(wetTag, 0.5f);
     p.editor().openHeadless();
-    p.dispatch(effEditIdle);
+    p.idle();
+    const int begins = p.host.beginEdits;
+    const int automations = p.host.automations;
+    const auto& touch = p.plugin().getRegistry().values[wetTag].touch;
     MFWindowEvents& events = p.editor();
     events.windowMouseMoved(wetKnob.x, wetKnob.y, 0);
     events.windowMouseDown(wetKnob.x, wetKnob.y, cbutton::left);
-    events.windowMouseMoved(wetKnob.x, wetKnob.y + 20, cbutton::left);
-    events.windowMouseUp(wetKnob.x, wetKnob.y + 20, cbutton::left);
-    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.4f, 1e-5f);
+    EXPECT_EQ(touch.load(), 1.0f);
+    events.windowMouseMoved(wetKnob.x, wetKnob.y - 40, cbutton::left);
+    events.windowMouseUp(wetKnob.x, wetKnob.y - 40, cbutton::left);
+    // 40 pixels at sensitivity 0.5: +0.2.
+    EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.7f, 1e-5f);
+    EXPECT_EQ(p.host.beginEdits, begins + 1);
+    EXPECT_EQ(p.host.endEdits, 1);
+    EXPECT_GT(p.host.automations, automations);
+    EXPECT_EQ(touch.load(), 0.0f);
+    // Host automation moves the knob at the next idle; the wheel steps from there.
+    p.plugin().setParameter(wetTag, 0.4f);
+    p.idle();
     events.windowWheel(wetKnob.x, wetKnob.y, -1.0f, 0);
     EXPECT_NEAR(p.plugin().getParameter(wetTag), 0.4f - 0.0175f, 1e-5f);
     events.windowEnterLeave(false);
@@ -279,10 +221,10 @@ TEST(Editor, WindowEventsDriveTheFrame) {
 
     events.windowClosed();
     EXPECT_TRUE(p.editor().isOpen()); // still inside the pump, as far as it knows
-    p.dispatch(effEditIdle);
+    p.idle();
     EXPECT_FALSE(p.editor().isOpen());
     EXPECT_EQ(MFBitmapTable::useCount(), 0);
-    p.dispatch(effEditIdle);
+    p.idle();
 }
 
 // A host that closes the editor from inside a callback of the editor's own idle (an
@@ -303,7 +245,7 @@ TEST(Editor, CloseFromInsideTheIdleWaitsForItsEnd) {
     p.editor().openHeadless();
     bool openAfterClose = false;
     p.editor().getFrame()->addView(new Closer(p.editor(), openAfterClose));
-    p.dispatch(effEditIdle);
+    p.idle();
     EXPECT_TRUE(openAfterClose); // the frame stood until the idle was done with it
     EXPECT_FALSE(p.editor().isOpen());
     EXPECT_EQ(p.editor().getFrame(), nullptr);

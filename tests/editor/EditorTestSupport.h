@@ -23,35 +23,31 @@ constexpr uint32_t argb(uint8_t r, uint8_t g, uint8_t b) {
     return 0xFF000000u | (uint32_t(r) << 16) | (uint32_t(g) << 8) | b;
 }
 
-// A strip of rows of height rowHeight, each a solid colour from rows.
-inline CBitmap* makeStrip(int width, int rowHeight, std::initializer_list<uint32_t> rows) {
-    cairo_surface_t* s =
-        cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, rowHeight * int(rows.size()));
+// A bitmap of width x height whose pixel colours come from colour(x, y).
+template <class Colour> CBitmap* makeBitmap(int width, int height, Colour colour) {
+    cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
     cairo_surface_flush(s);
     unsigned char* data = cairo_image_surface_get_data(s);
     const int stride = cairo_image_surface_get_stride(s);
-    int y = 0;
-    for (uint32_t colour : rows)
-        for (int r = 0; r < rowHeight; ++r, ++y)
-            for (int x = 0; x < width; ++x)
-                reinterpret_cast<uint32_t*>(data + y * stride)[x] = colour;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            reinterpret_cast<uint32_t*>(data + y * stride)[x] = colour(x, y);
     cairo_surface_mark_dirty(s);
     return new CBitmap(s);
+}
+
+// A strip of rows of height rowHeight, each a solid colour from rows.
+inline CBitmap* makeStrip(int width, int rowHeight, std::initializer_list<uint32_t> rows) {
+    const std::vector<uint32_t> colours(rows);
+    return makeBitmap(width, rowHeight * int(rows.size()),
+                      [&](int, int y) { return colours[std::size_t(y / rowHeight)]; });
 }
 
 // A strip of count rows whose colour encodes the row number in its blue channel (and
 // green above 255 rows), so a sampled pixel names the row drawn.
 inline CBitmap* makeNumberedStrip(int width, int rowHeight, int count) {
-    cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, rowHeight * count);
-    cairo_surface_flush(s);
-    unsigned char* data = cairo_image_surface_get_data(s);
-    const int stride = cairo_image_surface_get_stride(s);
-    for (int y = 0; y < rowHeight * count; ++y)
-        for (int x = 0; x < width; ++x)
-            reinterpret_cast<uint32_t*>(data + y * stride)[x] =
-                0xFF800000u | uint32_t(y / rowHeight + 1);
-    cairo_surface_mark_dirty(s);
-    return new CBitmap(s);
+    return makeBitmap(width, rowHeight * count,
+                      [&](int, int y) { return 0xFF800000u | uint32_t(y / rowHeight + 1); });
 }
 // The row a pixel of a numbered strip came from, or -1 for anything else.
 inline int numberedRow(uint32_t pixel) {
@@ -121,6 +117,10 @@ struct FrameFixture {
     void press(CPoint p, long buttons = cbutton::left) { frame->onMouseDown(p, buttons); }
     void move(CPoint p, long buttons = cbutton::left) { frame->onMouseMoved(p, buttons); }
     void release(CPoint p, long buttons = cbutton::left) { frame->onMouseUp(p, buttons); }
+    void click(CPoint p, long buttons = cbutton::left) {
+        press(p, buttons);
+        release(p, buttons);
+    }
 
     RecordingWindow window;
     RecordingEditor editor;

@@ -47,12 +47,18 @@ struct KnobFixture : FrameFixture {
 } // namespace
 
 // 100 pixels up at sensitivity 0.5 move the value by 0.5, or by 0.025 with shift,
-// however the pixels arrive.
-TEST(Knob, DragDistanceAndFineDrag) {
+// however the pixels arrive. The touch flag is up exactly while the knob is held, and a
+// gesture reaches the editor as one begin and one end.
+TEST(Knob, DragDistanceFineDragAndGestureBrackets) {
     KnobFixture f;
     f.drag(-100, cbutton::left);
     EXPECT_NEAR(f.knob->getValue(), 0.75f, eps);
+    EXPECT_EQ(f.touched.load(), 1.0f);
+    EXPECT_EQ(f.editor.begins, std::vector<int32_t>{5});
+    EXPECT_TRUE(f.editor.ends.empty());
     f.release(CPoint(40, -60));
+    EXPECT_EQ(f.touched.load(), 0.0f);
+    EXPECT_EQ(f.editor.ends, std::vector<int32_t>{5});
 
     f.bound = 0.25f;
     f.idle();
@@ -67,16 +73,6 @@ TEST(Knob, DragDistanceAndFineDrag) {
     EXPECT_EQ(f.knob->getValue(), 0.0f);
     f.release(CPoint(40, 140));
     EXPECT_EQ(f.bound.load(), 0.0f);
-}
-
-// A horizontal fader grows to the right.
-TEST(Knob, HorizontalDragGrowsRightwards) {
-    KnobFixture f;
-    f.knob->setHorizontal(true);
-    f.press(CPoint(40, 40));
-    f.move(CPoint(60, 40));
-    EXPECT_NEAR(f.knob->getValue(), 0.25f + 0.1f, eps);
-    f.release(CPoint(60, 40));
 }
 
 // A double click resets to the default with exactly one value and no drag after it; a
@@ -120,21 +116,6 @@ TEST(Knob, AutomationWaitsForTheRelease) {
     f.idle();
     EXPECT_FLOAT_EQ(f.knob->getValue(), 0.8f);
     EXPECT_EQ(f.drawnRow(), int(127 * 0.8f));
-}
-
-// The touch flag is up exactly while the knob is held; a gesture reaches the editor as
-// one begin and one end.
-TEST(Knob, TouchFlagAndGestureBrackets) {
-    KnobFixture f;
-    f.press(CPoint(40, 40));
-    EXPECT_EQ(f.touched.load(), 1.0f);
-    EXPECT_EQ(f.editor.begins, std::vector<int32_t>{5});
-    f.move(CPoint(40, 35));
-    f.move(CPoint(40, 30));
-    EXPECT_TRUE(f.editor.ends.empty());
-    f.release(CPoint(40, 30));
-    EXPECT_EQ(f.touched.load(), 0.0f);
-    EXPECT_EQ(f.editor.ends, std::vector<int32_t>{5});
 }
 
 // The right button drags a knob that has no learn menu; with one it opens the menu as
@@ -230,24 +211,27 @@ TEST(Knob, FallbackWithoutBitmap) {
     EXPECT_EQ(f.pixel(11, 11), argb(255, 255, 255));
 }
 
-// An absolute knob takes the position of the press and of each move.
-TEST(Knob, AbsoluteModeFollowsThePosition) {
-    KnobFixture f;
-    f.knob->setAbsolute(true);
-    f.press(CPoint(40, 30)); // a quarter down: 0.75
-    EXPECT_NEAR(f.knob->getValue(), 0.75f, eps);
-    f.move(CPoint(40, 50));
-    EXPECT_NEAR(f.knob->getValue(), 0.25f, eps);
-    f.release(CPoint(40, 50));
-}
+// The drag variants: a horizontal fader grows to the right, an absolute knob takes the
+// position of the press and of each move, a spring-back knob returns to the middle at the
+// release and says so.
+TEST(Knob, HorizontalAbsoluteAndSpringBackDrags) {
+    KnobFixture horizontal;
+    horizontal.knob->setHorizontal(true);
+    horizontal.press(CPoint(40, 40));
+    horizontal.move(CPoint(60, 40));
+    EXPECT_NEAR(horizontal.knob->getValue(), 0.25f + 0.1f, eps);
 
-// A spring-back knob returns to the middle at the release and says so.
-TEST(Knob, SpringBack) {
-    KnobFixture f;
-    f.knob->setSpringBack(true);
-    f.press(CPoint(40, 40));
-    f.move(CPoint(40, 10));
-    f.release(CPoint(40, 10));
-    EXPECT_EQ(f.knob->getValue(), 0.5f);
-    EXPECT_EQ(f.listener.values.back(), 0.5f);
+    KnobFixture absolute;
+    absolute.knob->setAbsolute(true);
+    absolute.press(CPoint(40, 30)); // a quarter down: 0.75
+    EXPECT_NEAR(absolute.knob->getValue(), 0.75f, eps);
+    absolute.move(CPoint(40, 50));
+    EXPECT_NEAR(absolute.knob->getValue(), 0.25f, eps);
+
+    KnobFixture spring;
+    spring.knob->setSpringBack(true);
+    spring.drag(-30, cbutton::left);
+    spring.release(CPoint(40, 10));
+    EXPECT_EQ(spring.knob->getValue(), 0.5f);
+    EXPECT_EQ(spring.listener.values.back(), 0.5f);
 }

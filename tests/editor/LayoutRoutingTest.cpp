@@ -1,11 +1,7 @@
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
 
-#include "editor/MFUniClientEditor.h"
 #include "editor/controls/MFControl.h"
-#include "editor/controls/MFFrame.h"
 #include "editor/controls/MFViewContainer.h"
-#include "engine/MFUniClient.h"
-#include "support/FakeHost.h"
 
 #include <gtest/gtest.h>
 
@@ -16,35 +12,9 @@ using namespace editortest;
 using namespace vst;
 
 namespace {
-struct PluginWithEditor {
-    PluginWithEditor() {
-        host.attach(new MFUniClient(FakeHost::callback(), &MFUniClientEditor::create));
-    }
-    MFUniClient& plugin() { return host.plugin(); }
-    MFUniClientEditor& editor() { return *static_cast<MFUniClientEditor*>(plugin().getEditor()); }
-    MFFrame& frame() { return *editor().getFrame(); }
-    intptr_t dispatch(int32_t opcode, int32_t index = 0, intptr_t value = 0, void* ptr = nullptr,
-                      float opt = 0.0f) {
-        AEffect* e = plugin().getAeffect();
-        return e->dispatcher(e, opcode, index, value, ptr, opt);
-    }
-    void click(CPoint where) {
-        frame().onMouseDown(where, cbutton::left);
-        frame().onMouseUp(where, cbutton::left);
-    }
-    float raw(int32_t tag) { return plugin().getRegistry().rawValue(tag); }
-    bool bit(int32_t b) { return plugin().getPanels().bit(b); }
-    std::vector<uint8_t> chunk() {
-        void* data = nullptr;
-        const intptr_t size = dispatch(effGetChunk, 0, 0, &data);
-        const auto* bytes = static_cast<const uint8_t*>(data);
-        return std::vector<uint8_t>(bytes, bytes + size);
-    }
-    void load(std::vector<uint8_t> bytes) {
-        dispatch(effSetChunk, 0, intptr_t(bytes.size()), bytes.data());
-    }
-    FakeHost host;
-};
+bool bit(PluginWithEditor& p, int32_t b) {
+    return p.plugin().getPanels().bit(b);
+}
 
 // Sends one value under a tag, as any control of that tag would.
 void send(PluginWithEditor& p, int32_t tag, float value) {
@@ -106,21 +76,30 @@ TEST(Routing, ScaleTableAndHostTags) {
     }
 }
 
-// A click on a lane's bypass button toggles its effect between on (0.5) and off (0).
-TEST(Routing, BypassButtonSendsHalf) {
+// A click on a lane's bypass button toggles its effect between on (0.5) and off (0). Host
+// automation of the switch and of a knob shows at the next idle, not before, and the next
+// click toggles from what the automation left.
+TEST(Routing, BypassButtonSendsHalfAndFollowsAutomation) {
     PluginWithEditor p;
     p.editor().openHeadless();
-    p.dispatch(effEditIdle);
+    p.idle();
     const CPoint reverbBypass(173, 334);
-    const float start = p.plugin().getParameter(115);
+    MFControl* bypass = p.editor().findControl(115);
+    MFControl* room = p.editor().findControl(67); // "ReverbRoom"
+    ASSERT_TRUE(bypass && room);
+    EXPECT_EQ(p.plugin().getParameter(115), 0.5f);
     p.click(reverbBypass);
-    const float once = p.plugin().getParameter(115);
-    p.dispatch(effEditIdle);
+    EXPECT_EQ(p.plugin().getParameter(115), 0.0f);
+    p.idle(); // the click's own redraw is done: what follows is the automation's
+    p.plugin().setParameter(115, 0.5f);
+    p.plugin().setParameter(67, 0.25f);
+    EXPECT_EQ(bypass->getValue(), 0.0f);
+    EXPECT_NE(room->getValue(), 0.25f);
+    p.idle();
+    EXPECT_EQ(bypass->getValue(), 1.0f);
+    EXPECT_EQ(room->getValue(), 0.25f);
     p.click(reverbBypass);
-    const float twice = p.plugin().getParameter(115);
-    EXPECT_EQ(start, 0.5f);
-    EXPECT_EQ(once, 0.0f);
-    EXPECT_EQ(twice, 0.5f);
+    EXPECT_EQ(p.plugin().getParameter(115), 0.0f);
 }
 
 // Preset stepping acts at the press; the about panel opens at the release.
@@ -168,27 +147,33 @@ TEST(Routing, EffectColumnRows) {
     p.editor().openHeadless();
     p.click(CPoint(columnX, columnBottom));
     EXPECT_FLOAT_EQ(p.raw(320), 13 * 0.07692308f);
-    EXPECT_TRUE(p.bit(reverbBit));
-    EXPECT_FALSE(p.bit(xLoopBit));
+    EXPECT_TRUE(bit(p, reverbBit));
+    EXPECT_FALSE(bit(p, xLoopBit));
     p.click(CPoint(columnX, columnTop));
     EXPECT_EQ(p.raw(320), 0.0f);
-    EXPECT_TRUE(p.bit(xLoopBit));
-    EXPECT_FALSE(p.bit(reverbBit));
+    EXPECT_TRUE(bit(p, xLoopBit));
+    EXPECT_FALSE(bit(p, reverbBit));
 
     // Only one page bit of the fourteen at a time, in lane order down the column.
     const int bitsDown[14] = {14, 1, 3, 4, 2, 5, 6, 7, 8, 9, 10, 11, 12, 13};
     for (int row = 0; row < 14; ++row) {
         p.click(CPoint(columnX, 92 + 18 * row + 9));
         for (int b = 1; b <= 14; ++b)
-            EXPECT_EQ(p.bit(b), b == bitsDown[row]) << "row " << row + 1 << " bit " << b;
+            EXPECT_EQ(bit(p, b), b == bitsDown[row]) << "row " << row + 1 << " bit " << b;
     }
 
+    // With the whole layout, an idle where nothing changed draws nothing: controls on
+    // hidden pages must not ask for paint they never do. The page on display, chosen
+    // again, repaints.
     send(p, 320, 13.0f);
-    p.dispatch(effEditIdle);
-    p.dispatch(effEditIdle);
+    p.idle();
+    p.idle();
     const long passes = p.frame().getDrawPassCount();
+    for (int i = 0; i < 5; ++i)
+        p.idle();
+    EXPECT_EQ(p.frame().getDrawPassCount(), passes);
     send(p, 320, 13.0f);
-    p.dispatch(effEditIdle);
+    p.idle();
     EXPECT_GT(p.frame().getDrawPassCount(), passes);
 }
 
@@ -199,61 +184,30 @@ TEST(Routing, PageSurvivesCloseAndTravelsWithTheState) {
     PluginWithEditor p;
     p.editor().openHeadless();
     p.click(CPoint(columnX, 92 + 18 * 9 + 9));
-    ASSERT_TRUE(p.bit(filterBit));
+    ASSERT_TRUE(bit(p, filterBit));
     p.editor().close();
     p.editor().openHeadless();
     EXPECT_TRUE(p.editor().findControl(45)->isShown());  // "FilterReso"
     EXPECT_FALSE(p.editor().findControl(68)->isShown()); // "ReverbDamp"
 
     p.plugin().setParameter(45, 0.8f);
-    const std::vector<uint8_t> state = p.chunk();
+    void* state = nullptr;
+    const intptr_t size = p.dispatch(effGetChunk, 0, 0, &state);
+    const std::vector<uint8_t> bytes(static_cast<uint8_t*>(state),
+                                     static_cast<uint8_t*>(state) + size);
 
     PluginWithEditor fresh;
     fresh.editor().openHeadless();
-    fresh.dispatch(effEditIdle);
-    ASSERT_FALSE(fresh.bit(filterBit));
+    fresh.idle();
+    ASSERT_FALSE(bit(fresh, filterBit));
     MFControl* reso = fresh.editor().findControl(45);
     ASSERT_NE(reso, nullptr);
     EXPECT_NE(reso->getValue(), 0.8f);
-    fresh.load(state);
-    EXPECT_TRUE(fresh.bit(filterBit));
-    fresh.dispatch(effEditIdle);
+    fresh.dispatch(effSetChunk, 0, intptr_t(bytes.size()), const_cast<uint8_t*>(bytes.data()));
+    EXPECT_TRUE(bit(fresh, filterBit));
+    fresh.idle();
     EXPECT_TRUE(reso->isShown());
     EXPECT_EQ(reso->getValue(), 0.8f);
-}
-
-// Host automation moves the bound knob and button at the next idle, not before.
-TEST(Routing, AutomationShowsAtTheNextIdle) {
-    PluginWithEditor p;
-    p.editor().openHeadless();
-    p.dispatch(effEditIdle);
-    MFControl* room = p.editor().findControl(67); // "ReverbRoom"
-    MFControl* bypass = p.editor().findControl(115);
-    ASSERT_NE(room, nullptr);
-    ASSERT_NE(bypass, nullptr);
-    EXPECT_EQ(bypass->getValue(), 1.0f);
-    p.plugin().setParameter(67, 0.25f);
-    p.plugin().setParameter(115, 0.0f);
-    EXPECT_NE(room->getValue(), 0.25f);
-    p.dispatch(effEditIdle);
-    EXPECT_EQ(room->getValue(), 0.25f);
-    EXPECT_EQ(bypass->getValue(), 0.0f);
-}
-
-// With the whole layout, an idle where nothing changed draws nothing: controls on hidden
-// pages must not ask for paint they never do. Switching the page then draws.
-TEST(Routing, QuietIdleDrawsNothing) {
-    PluginWithEditor p;
-    p.editor().openHeadless();
-    p.dispatch(effEditIdle);
-    p.dispatch(effEditIdle);
-    const long passes = p.frame().getDrawPassCount();
-    for (int i = 0; i < 5; ++i)
-        p.dispatch(effEditIdle);
-    EXPECT_EQ(p.frame().getDrawPassCount(), passes);
-    p.click(CPoint(columnX, columnBottom));
-    p.dispatch(effEditIdle);
-    EXPECT_GT(p.frame().getDrawPassCount(), passes);
 }
 
 // The table switch shows table A or B of its effect; a page left and come back to shows
@@ -265,21 +219,21 @@ TEST(Routing, TableSwitchKeepsItsChoiceAcrossPages) {
     const CPoint reverbRow(columnX, columnBottom), filterRow(columnX, 92 + 18 * 9 + 9);
     constexpr int reverbA = 42, reverbB = 43, filterA = 34, filterB = 35;
     p.click(reverbRow);
-    EXPECT_TRUE(p.bit(reverbA));
-    EXPECT_FALSE(p.bit(reverbB));
+    EXPECT_TRUE(bit(p, reverbA));
+    EXPECT_FALSE(bit(p, reverbB));
     p.click(tableSwitch);
-    EXPECT_FALSE(p.bit(reverbA));
-    EXPECT_TRUE(p.bit(reverbB));
-    p.dispatch(effEditIdle);
+    EXPECT_FALSE(bit(p, reverbA));
+    EXPECT_TRUE(bit(p, reverbB));
+    p.idle();
     EXPECT_TRUE(p.editor().findControl(100)->isShown()); // "ReverbSmoothB"
     EXPECT_FALSE(p.editor().findControl(99)->isShown()); // "ReverbSmoothA"
 
     p.click(filterRow);
-    EXPECT_FALSE(p.bit(reverbB));
-    EXPECT_TRUE(p.bit(filterA));
-    EXPECT_FALSE(p.bit(filterB));
+    EXPECT_FALSE(bit(p, reverbB));
+    EXPECT_TRUE(bit(p, filterA));
+    EXPECT_FALSE(bit(p, filterB));
     p.click(reverbRow);
-    EXPECT_TRUE(p.bit(reverbB));
-    EXPECT_FALSE(p.bit(reverbA));
-    EXPECT_FALSE(p.bit(filterA));
+    EXPECT_TRUE(bit(p, reverbB));
+    EXPECT_FALSE(bit(p, reverbA));
+    EXPECT_FALSE(bit(p, filterA));
 }

@@ -114,17 +114,16 @@ uint32_t blended(uint32_t over, uint32_t under, int alpha) {
     return 0xff000000u | channel(16) | channel(8) | channel(0);
 }
 
-// Within two steps of 255 in every channel: blends may round either way.
-bool close(uint32_t a, uint32_t b) {
-    using namespace SkinPixels;
-    return std::abs(red(a) - red(b)) <= 2 && std::abs(green(a) - green(b)) <= 2 &&
-           std::abs(blue(a) - blue(b)) <= 2;
-}
-
+// The largest difference of two colours in one channel.
 int distance(uint32_t a, uint32_t b) {
     using namespace SkinPixels;
     return std::max(
         {std::abs(red(a) - red(b)), std::abs(green(a) - green(b)), std::abs(blue(a) - blue(b))});
+}
+
+// Within two steps of 255 in every channel: blends may round either way.
+bool close(uint32_t a, uint32_t b) {
+    return distance(a, b) <= 2;
 }
 
 // What the Loop lane's step shows at a point inside it, for a sprite cell; dx, dy inside
@@ -142,11 +141,13 @@ uint32_t expectedCell(MFUniClientEditor& editor, int step, int cell, int dx, int
 
 // Two touching zones on the Loop lane, 4 to 7 and 8 to 9. The lane marks the zone whose step
 // the tick reads, at the first tick of that step (sample 6000 * step), and no zone outside
-// them; the pattern strip marks its loop range while the sequence runs.
+// them; the pattern strip marks its loop range while the sequence runs. A bypassed lane,
+// a stopped transport and a suspended plug-in light nothing.
 TEST(PlayingLanes, TheMarkFollowsThePositionTickByTick) {
     PlayingRig rig;
     rig.paint(mflane::loop, 4, 7);
     rig.paint(mflane::loop, 8, 9);
+    rig.paint(mflane::delay, 0, 31);
     rig.run(12 * samplesPerStep);
 
     const std::vector<TickMarks>& ticks = rig.client->ticks;
@@ -158,24 +159,24 @@ TEST(PlayingLanes, TheMarkFollowsThePositionTickByTick) {
         ASSERT_EQ(t.stripMark, 0) << "at sample " << t.sample;
     }
 
-    // Stopped: nothing sounds, nothing is lit.
+    // A bypassed lane is not heard, so its zone is not lit, while the others are.
+    rig.client->setParameter(mflane::tags[mflane::delay].bypass, 0.0f);
+    rig.run(tickLength);
+    EXPECT_EQ(rig.client->getLane(mflane::delay).zones.markedPattern.load(), -1);
+    EXPECT_EQ(rig.client->getLane(mflane::loop).zones.markedPattern.load(), -1); // step 12
+    rig.client->setParameter(mflane::tags[mflane::delay].bypass, 0.5f);
+    rig.run(tickLength);
+    EXPECT_EQ(rig.client->getLane(mflane::delay).zones.markedPattern.load(), 0);
+
+    // Stopped, or suspended by the host: nothing sounds, nothing stays lit.
+    rig.client->suspend();
+    EXPECT_EQ(rig.client->getLane(mflane::delay).zones.markedPattern.load(), -1);
+    EXPECT_EQ(rig.client->getMasterLane().markedPattern.load(), -1);
+    rig.client->resume();
+    rig.run(tickLength);
+    ASSERT_EQ(rig.client->getLane(mflane::delay).zones.markedPattern.load(), 0);
     rig.host.time.flags &= ~vst::kVstTransportPlaying;
     rig.run(2 * tickLength);
-    EXPECT_EQ(rig.client->getLane(mflane::loop).zones.markedPattern.load(), -1);
-    EXPECT_EQ(rig.client->getMasterLane().markedPattern.load(), -1);
-}
-
-// A bypassed lane is not heard, so its zone is not lit, while the others are.
-TEST(PlayingLanes, ABypassedLaneLightsNothing) {
-    PlayingRig rig;
-    rig.paint(mflane::loop, 0, 31);
-    rig.paint(mflane::delay, 0, 31);
-    rig.client->setParameter(mflane::tags[mflane::loop].bypass, 0.0f);
-    rig.run(2 * samplesPerStep);
-    EXPECT_EQ(rig.client->getLane(mflane::loop).zones.markedPattern.load(), -1);
-    EXPECT_EQ(rig.client->getLane(mflane::delay).zones.markedPattern.load(), 0);
-    // Suspended by the host: nothing stays lit.
-    rig.client->suspend();
     EXPECT_EQ(rig.client->getLane(mflane::delay).zones.markedPattern.load(), -1);
     EXPECT_EQ(rig.client->getMasterLane().markedPattern.load(), -1);
 }

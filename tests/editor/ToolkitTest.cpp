@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 using namespace editortest;
 
 namespace {
@@ -42,51 +44,66 @@ struct Patch : CView {
     std::vector<CPoint> downs, moves, ups;
 };
 
+// The first and last column where light text left ink, or -1.
+std::pair<int, int> inkColumns(const FrameFixture& f, int width, int height) {
+    int first = -1, last = -1;
+    for (int x = 0; x < width; ++x)
+        for (int y = 0; y < height; ++y)
+            if ((f.pixel(x, y) & 0xFF) > 64) {
+                if (first < 0)
+                    first = x;
+                last = x;
+            }
+    return {first, last};
+}
+
 constexpr CColor redColour{255, 0, 0, 255};
 constexpr CColor greenColour{0, 255, 0, 255};
 constexpr CColor blueColour{0, 0, 255, 255};
 } // namespace
 
-// Right and bottom edges are exclusive, for fills, outlines and hit tests alike.
-TEST(Toolkit, RectanglesExcludeRightAndBottom) {
+// Fills, outlines, lines, strip frames and offscreen copies touch exactly their pixels:
+// right and bottom edges are exclusive, lines paint both end pixels, a strip's part is
+// chosen by the offset, and a bitmap that failed to decode draws nothing.
+TEST(Toolkit, DrawingStaysInsideItsRectangles) {
     FrameFixture f;
     f.frame->addView(new Patch(CRect(10, 10, 20, 20), redColour));
-    auto* outline = new CView(CRect(40, 40, 50, 50));
-    f.frame->addView(outline);
     f.idle();
-    EXPECT_EQ(f.pixel(10, 10), red);
-    EXPECT_EQ(f.pixel(19, 19), red);
-    EXPECT_EQ(f.pixel(20, 19), black);
-    EXPECT_EQ(f.pixel(19, 20), black);
-    EXPECT_EQ(f.pixel(9, 10), black);
-
     CDrawContext context(f.frame->getBackBuffer());
     context.setFrameColor(greenColour);
     context.drawRect(CRect(40, 40, 50, 50), CDrawContext::drawStroked);
-    EXPECT_EQ(pixelAt(f.frame->getBackBuffer(), 40, 40), green);
-    EXPECT_EQ(pixelAt(f.frame->getBackBuffer(), 49, 45), green); // right border is x 49
-    EXPECT_EQ(pixelAt(f.frame->getBackBuffer(), 45, 49), green);
-    EXPECT_EQ(pixelAt(f.frame->getBackBuffer(), 50, 45), black);
-    EXPECT_EQ(pixelAt(f.frame->getBackBuffer(), 45, 45), black); // the inside stays
+    context.moveTo(CPoint(5, 30));
+    context.lineTo(CPoint(15, 30));
+    CBitmap* strip = makeStrip(6, 5, {red, green, blue});
+    strip->draw(context, CRect(60, 10, 66, 15), CPoint(0, 5));
+    strip->forget();
+    COffscreenContext offscreen(40, 40);
+    offscreen.setFillColor(redColour);
+    offscreen.drawRect(CRect(0, 0, 40, 40), CDrawContext::drawFilled);
+    offscreen.setFillColor(greenColour);
+    offscreen.drawRect(CRect(20, 20, 40, 40), CDrawContext::drawFilled);
+    offscreen.copyFrom(context, CRect(100, 100, 110, 110), CPoint(15, 15));
+    CBitmap empty(nullptr);
+    EXPECT_FALSE(empty.isLoaded());
+    EXPECT_EQ(empty.getWidth(), 0);
+    empty.draw(context, CRect(150, 150, 160, 160));
+    empty.drawTransparent(context, CRect(150, 150, 160, 160));
 
+    const struct {
+        int x, y;
+        uint32_t colour;
+    } expected[] = {
+        {10, 10, red},    {19, 19, red},     {20, 19, black},   {19, 20, black}, {9, 10, black},
+        {40, 40, green},  {49, 45, green},   {45, 49, green},   {50, 45, black}, {45, 45, black},
+        {5, 30, green},   {15, 30, green},   {16, 30, black},   {10, 29, black}, {10, 31, black},
+        {60, 10, green},  {65, 14, green},   {60, 15, black},   {66, 10, black}, // strip row 1
+        {100, 100, red},  {109, 109, green}, {110, 110, black}, // offscreen 15,15 and 24,24
+        {155, 155, black}};
+    for (const auto& e : expected)
+        EXPECT_EQ(f.pixel(e.x, e.y), e.colour) << "at " << e.x << ", " << e.y;
     EXPECT_TRUE(CRect(10, 10, 20, 20).pointInside(CPoint(19, 19)));
     EXPECT_FALSE(CRect(10, 10, 20, 20).pointInside(CPoint(20, 15)));
     EXPECT_FALSE(CRect(10, 10, 20, 20).pointInside(CPoint(15, 20)));
-}
-
-// Lines paint both end pixels and nothing beside them.
-TEST(Toolkit, LinesArePixelAligned) {
-    FrameFixture f;
-    f.idle();
-    CDrawContext context(f.frame->getBackBuffer());
-    context.setFrameColor(greenColour);
-    context.moveTo(CPoint(5, 30));
-    context.lineTo(CPoint(15, 30));
-    EXPECT_EQ(f.pixel(5, 30), green);
-    EXPECT_EQ(f.pixel(15, 30), green);
-    EXPECT_EQ(f.pixel(16, 30), black);
-    EXPECT_EQ(f.pixel(10, 29), black);
-    EXPECT_EQ(f.pixel(10, 31), black);
 }
 
 // Children draw in the order added, and the mouse searches from the last: the top view
@@ -111,6 +128,13 @@ TEST(Toolkit, DrawingInAddingOrderHitTestingInReverse) {
     EXPECT_EQ(top->downs.size(), 2u);
     ASSERT_EQ(bottom->downs.size(), 1u);
     EXPECT_EQ(bottom->downs[0], CPoint(30, 30));
+
+    // A view beneath a dirty one is redrawn where they overlap, so the dirty view never
+    // paints over something that lies on top of it.
+    bottom->setDirty();
+    f.idle();
+    EXPECT_EQ(f.pixel(30, 30), blue);
+    EXPECT_EQ(top->draws, 2);
 }
 
 // Result 1 keeps the moves and the release for the pressed view, wherever the mouse
@@ -138,7 +162,7 @@ TEST(Toolkit, MouseResultsDecideWhoGetsMovesAndRelease) {
 }
 
 // A pass redraws only what is dirty and pushes only that area; an idle with nothing
-// changed draws and pushes nothing.
+// changed draws and pushes nothing; a forced redraw pushes everything at the next idle.
 TEST(Toolkit, PassDrawsOnlyDirtyAreas) {
     FrameFixture f;
     auto* a = new Patch(CRect(0, 0, 20, 20), redColour);
@@ -163,21 +187,16 @@ TEST(Toolkit, PassDrawsOnlyDirtyAreas) {
     EXPECT_EQ(b->draws, 2);
     ASSERT_EQ(f.window.presented.size(), 1u);
     EXPECT_EQ(f.window.presented[0], CRect(100, 100, 120, 130));
-}
 
-// A view beneath a dirty one is redrawn where they overlap, so the dirty view never
-// paints over something that lies on top of it.
-TEST(Toolkit, OverlappingViewsStayInOrderAfterAPartialRedraw) {
-    FrameFixture f;
-    auto* bottom = new Patch(CRect(0, 0, 50, 50), redColour);
-    auto* top = new Patch(CRect(25, 25, 75, 75), blueColour);
-    f.frame->addView(bottom);
-    f.frame->addView(top);
+    // forceRedraw repaints everything at the next idle, and only then; idles are counted.
+    f.window.presented.clear();
+    f.frame->forceRedraw();
+    EXPECT_TRUE(f.window.presented.empty());
     f.idle();
-    bottom->setDirty();
-    f.idle();
-    EXPECT_EQ(f.pixel(30, 30), blue);
-    EXPECT_EQ(top->draws, 2);
+    ASSERT_EQ(f.window.presented.size(), 1u);
+    EXPECT_EQ(f.window.presented[0], CRect(0, 0, 200, 200));
+    EXPECT_EQ(a->draws, 2);
+    EXPECT_EQ(f.frame->getIdleCounter(), 5);
 }
 
 // A nested container's children are in its coordinates: their presses arrive local, and
@@ -229,20 +248,6 @@ TEST(Toolkit, TransparentAndAlphaBlendedBitmaps) {
     white->forget();
 }
 
-// A part of a strip is chosen by the offset, and nothing outside the target rectangle is
-// touched.
-TEST(Toolkit, BitmapOffsetSelectsTheFrame) {
-    FrameFixture f;
-    f.idle();
-    CBitmap* strip = makeStrip(6, 5, {red, green, blue});
-    CDrawContext context(f.frame->getBackBuffer());
-    strip->draw(context, CRect(10, 10, 16, 15), CPoint(0, 5));
-    EXPECT_EQ(f.pixel(10, 10), green);
-    EXPECT_EQ(f.pixel(15, 14), green);
-    EXPECT_EQ(f.pixel(10, 15), black);
-    strip->forget();
-}
-
 // Every holder takes a reference; the frame's views give theirs back when it goes.
 TEST(Toolkit, BitmapReferencesFollowTheirHolders) {
     CBitmap* shared = makeStrip(10, 10, {red});
@@ -262,19 +267,6 @@ TEST(Toolkit, BitmapReferencesFollowTheirHolders) {
     shared->forget();
 }
 
-// A bitmap that failed to decode has no size and draws nothing.
-TEST(Toolkit, EmptyBitmapDrawsNothing) {
-    FrameFixture f;
-    f.idle();
-    CBitmap empty(nullptr);
-    EXPECT_FALSE(empty.isLoaded());
-    EXPECT_EQ(empty.getWidth(), 0);
-    CDrawContext context(f.frame->getBackBuffer());
-    empty.draw(context, CRect(0, 0, 10, 10));
-    empty.drawTransparent(context, CRect(0, 0, 10, 10));
-    EXPECT_EQ(f.pixel(5, 5), black);
-}
-
 // "Arial" resolves through fontconfig to the metric-compatible family; measuring and
 // drawing use the same face, so the measured width is where the ink ends.
 TEST(Toolkit, FontMatchesAndMeasuresWhatItDraws) {
@@ -289,14 +281,7 @@ TEST(Toolkit, FontMatchesAndMeasuresWhatItDraws) {
     const char* text = "Cadenzoid 0123";
     const int width = context.getStringWidth(text);
     context.drawString(text, CRect(10, 0, 290, 40), false, CDrawContext::alignLeft);
-    int first = -1, last = -1;
-    for (int x = 0; x < 300; ++x)
-        for (int y = 0; y < 40; ++y)
-            if ((f.pixel(x, y) & 0xFF) > 64) {
-                if (first < 0)
-                    first = x;
-                last = x;
-            }
+    const auto [first, last] = inkColumns(f, 300, 40);
     ASSERT_GE(first, 0);
     // Side bearings are a pixel or two at this size; the advance must not be off by more.
     EXPECT_NEAR(first, 10, 2);
@@ -319,31 +304,8 @@ TEST(Toolkit, StringAlignment) {
     context.setFont(&font, 10);
     context.setFontColor(ccolor::white);
     context.drawString("HHHH", CRect(0, 0, 200, 20), false, CDrawContext::alignCenter);
-    int first = -1, last = -1;
-    for (int x = 0; x < 200; ++x)
-        for (int y = 0; y < 20; ++y)
-            if ((f.pixel(x, y) & 0xFF) > 64) {
-                if (first < 0)
-                    first = x;
-                last = x;
-            }
+    const auto [first, last] = inkColumns(f, 200, 20);
     EXPECT_NEAR((first + last + 1) / 2.0, 100.0, 1.5);
-}
-
-// An offscreen picture is copied from an offset in it to a place on another context.
-TEST(Toolkit, OffscreenCopiesAPart) {
-    FrameFixture f;
-    f.idle();
-    COffscreenContext offscreen(40, 40);
-    offscreen.setFillColor(redColour);
-    offscreen.drawRect(CRect(0, 0, 40, 40), CDrawContext::drawFilled);
-    offscreen.setFillColor(greenColour);
-    offscreen.drawRect(CRect(20, 20, 40, 40), CDrawContext::drawFilled);
-    CDrawContext context(f.frame->getBackBuffer());
-    offscreen.copyFrom(context, CRect(100, 100, 110, 110), CPoint(15, 15));
-    EXPECT_EQ(f.pixel(100, 100), red);   // offscreen 15,15
-    EXPECT_EQ(f.pixel(109, 109), green); // offscreen 24,24
-    EXPECT_EQ(f.pixel(110, 110), black);
 }
 
 // Only the back buffer knows the device scale: logical rectangles cover whole device
@@ -362,21 +324,6 @@ TEST(Toolkit, DeviceScaleStaysInTheBackBuffer) {
     EXPECT_EQ(pixelAt(buffer, 9, 9), black);
     ASSERT_FALSE(window.presented.empty());
     EXPECT_EQ(window.presented[0], CRect(0, 0, 40, 40));
-}
-
-// Controls reach the editor with their tag at the start and end of a gesture, and the
-// cursor reaches the window.
-TEST(Toolkit, EditsAndCursorReachTheirOwners) {
-    FrameFixture f;
-    auto* control = new CControl(CRect(0, 0, 10, 10), &f.listener, 42);
-    f.frame->addView(control);
-    control->beginEdit();
-    control->endEdit();
-    EXPECT_EQ(f.editor.begins, std::vector<int32_t>{42});
-    EXPECT_EQ(f.editor.ends, std::vector<int32_t>{42});
-    f.frame->setCursor(ccursor::hand);
-    f.frame->setCursor(ccursor::horizontalResize);
-    EXPECT_EQ(f.window.cursors, (std::vector<int>{9, 2}));
 }
 
 // The region merges what overlaps and never grows past its capacity.

@@ -2,7 +2,7 @@
 // pushing, moving and deleting zones, the cells it draws, a drawing pass that meets a busy
 // lane, and a painted zone heard in the audio right after.
 
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
 
 #include "editor/MFUniClientEditor.h"
 #include "editor/views/MFZoneView.h"
@@ -30,19 +30,15 @@ namespace {
 
 // The plug-in with its editor open headless, every effect lane of the current pattern
 // emptied, so that a test sees only the zones it paints.
-struct EditorRig {
+struct EditorRig : PluginWithEditor {
     EditorRig() {
-        plugin = new MFUniClient(FakeHost::callback(), &MFUniClientEditor::create);
-        host.attach(plugin);
         for (int32_t lane = 0; lane < mflane::count; ++lane)
-            plugin->getLane(lane).zones.clearZones(false);
+            plugin().getLane(lane).zones.clearZones(false);
         editor().openHeadless();
         editor().idle();
     }
-    MFUniClientEditor& editor() { return *static_cast<MFUniClientEditor*>(plugin->getEditor()); }
-    MFFrame& frame() { return *editor().getFrame(); }
     MFZoneHandlerContainer<MFFloatZoneHandler>& lane(int32_t effect) {
-        return plugin->getLane(effect).zones;
+        return plugin().getLane(effect).zones;
     }
     // The middle of a step on an effect's lane, as the layout places it.
     static CPoint at(int32_t effect, int32_t step) {
@@ -76,10 +72,6 @@ struct EditorRig {
                 out.emplace_back(z->start, z->end);
         return out;
     }
-    float raw(int32_t tag) { return plugin->getRegistry().raw(tag).load(); }
-
-    FakeHost host;
-    MFUniClient* plugin;
 };
 
 using Spans = std::vector<std::pair<int32_t, int32_t>>;
@@ -121,7 +113,7 @@ TEST(ZoneView, PressPaintsAndDragsTheRightEdgeThenFlipsLeft) {
 // range that the block driver reads from the first entries of its tables.
 TEST(ZoneView, ThePatternStripPaintsTheLoopRange) {
     EditorRig rig;
-    auto& strip = rig.plugin->getMasterLane();
+    auto& strip = rig.plugin().getMasterLane();
     strip.clearZones(false);
     MFFrame& frame = rig.frame();
     const auto onStrip = [](int32_t step) { return CPoint(184 + 18 * step + 9, 80); };
@@ -223,7 +215,7 @@ TEST(ZoneView, RightClickAndDoubleClickDelete) {
     const int32_t tag = mflane::tags[filter].lane;
     rig.paint(filter, 2, 4);
     rig.paint(filter, 10, 10);
-    rig.plugin->setParameter(tag, 0.0f);
+    rig.plugin().setParameter(tag, 0.0f);
 
     rig.press(filter, 6, cbutton::right);
     rig.release(filter, 6);
@@ -256,26 +248,18 @@ TEST(ZoneView, RightClickAndDoubleClickDelete) {
     EXPECT_EQ(rig.spans(filter), (Spans{{5, 5}}));
 }
 
-namespace {
-std::vector<std::string> shownMessages;
-bool recordMessage(MFMessageService::Kind, const char* text) {
-    shownMessages.emplace_back(text);
-    return false;
-}
-} // namespace
-
 // A delete while the audio side holds the lane past the wait says so, hides the zone and
 // leaves it in the trash; the idle finishes the job once the lane is free.
 TEST(ZoneView, ADeleteRefusedByABusyLaneIsFinishedByTheIdle) {
     EditorRig rig;
     rig.paint(filter, 2, 4);
     rig.lane(filter).setBusy(true);
-    shownMessages.clear();
-    MFMessageService::setHandler(&recordMessage);
-    rig.press(filter, 3, cbutton::right);
-    MFMessageService::setHandler(nullptr);
-    ASSERT_EQ(shownMessages.size(), 1u);
-    EXPECT_EQ(shownMessages[0], "Can't delete Zone. Reduce CPU Usage and try again.");
+    {
+        MessageRecorder messages;
+        rig.press(filter, 3, cbutton::right);
+    }
+    ASSERT_EQ(MessageRecorder::texts().size(), 1u);
+    EXPECT_EQ(MessageRecorder::texts()[0], "Can't delete Zone. Reduce CPU Usage and try again.");
     EXPECT_EQ(rig.lane(filter).zoneCount(), 1);
     EXPECT_TRUE(rig.spans(filter).empty());
 
@@ -315,30 +299,13 @@ namespace {
 
 // A lane that turns busy after a given number of isBusy questions, as if the audio side
 // started walking the list in the middle of a drawing pass.
-class TurningBusyLane : public MFZoneHandlerInterface {
-public:
-    explicit TurningBusyLane(MFFloatZoneHandler& h) : inner(h) {}
-    bool addZone(MFZone* z) override { return inner.addZone(z); }
-    void removeZone(MFZone* z) override { inner.removeZone(z); }
-    void clearZones(bool d) override { inner.clearZones(d); }
-    void destroyZone(MFZone* z) override { inner.destroyZone(z); }
-    MFZone* createZone(int32_t t) override { return inner.createZone(t); }
-    MFZone* zoneAt(int32_t s) override { return inner.zoneAt(s); }
-    const std::vector<MFZone*>& zones() override { return inner.zones(); }
-    bool freeRange(int32_t s, int32_t& last) override { return inner.freeRange(s, last); }
-    bool purgeDeleted() override { return inner.purgeDeleted(); }
-    bool waitForAudio() override { return inner.waitForAudio(); }
+struct TurningBusyLane : MFFloatZoneHandler {
+    using MFFloatZoneHandler::MFFloatZoneHandler;
     bool isBusy() const override { return busyAfter >= 0 && questions++ >= busyAfter; }
-    int32_t zoneCount() const override { return inner.zoneCount(); }
-    void setBusy(bool b) override { inner.setBusy(b); }
-    bool isMarkedStep(int32_t s) override { return inner.isMarkedStep(s); }
-    MFZone* zoneByIndex(int32_t i) override { return inner.zoneByIndex(i); }
-    int32_t indexOfZone(const MFZone* z) override { return inner.indexOfZone(z); }
-    void copyZones() override {}
-    void pasteZones() override {}
-    void randomise(int32_t) override {}
-
-    MFFloatZoneHandler& inner;
+    void turnBusyAfter(int32_t n) {
+        busyAfter = n;
+        questions = 0;
+    }
     int32_t busyAfter = -1;
     mutable int32_t questions = 0;
 };
@@ -346,10 +313,10 @@ public:
 // A view of 32 steps of 18 pixels on a frame of its own, drawing opaque cells from a
 // strip whose rows can be told apart by their colour.
 struct CellRig {
-    CellRig() : handler(info, -1, true), lane(handler), fixture(CRect(0, 0, 600, 40)) {
+    CellRig() : handler(info, -1, true), fixture(CRect(0, 0, 600, 40)) {
         strip = makeNumberedStrip(18, 17, 8);
         view = new MFZoneView(CRect(0, 10, 576, 27), &fixture.listener, 466, fixture.frame.get(),
-                              &lane);
+                              &handler);
         view->setup(32, nullptr, strip, true, true, 0, false, {}, {}, false, {}, 32, 0);
         strip->forget();
         fixture.frame->addView(view);
@@ -365,8 +332,7 @@ struct CellRig {
     MFBufferRegistry registry;
     std::vector<MFBPMChangeInterface*> listeners;
     MFSystemInfo info{registry, listeners};
-    MFFloatZoneHandler handler;
-    TurningBusyLane lane;
+    TurningBusyLane handler;
     FrameFixture fixture;
     CBitmap* strip;
     MFZoneView* view;
@@ -383,15 +349,10 @@ TEST(ZoneView, DrawsTheSpriteCellsOfEachZone) {
     rig.paint(31, 31);
     rig.handler.markedStep = 2; // the third zone in the list
     rig.fixture.idle();
-    EXPECT_EQ(rig.row(1), -1);
-    EXPECT_EQ(rig.row(2), 0);
-    EXPECT_EQ(rig.row(3), -1);
-    EXPECT_EQ(rig.row(5), 1);
-    EXPECT_EQ(rig.row(6), 2);
-    EXPECT_EQ(rig.row(7), 2);
-    EXPECT_EQ(rig.row(8), 3);
-    EXPECT_EQ(rig.row(9), -1);
-    EXPECT_EQ(rig.row(31), 4);
+    const std::pair<int32_t, int> cells[] = {{1, -1}, {2, 0}, {3, -1}, {5, 1}, {6, 2},
+                                             {7, 2},  {8, 3}, {9, -1}, {31, 4}};
+    for (const auto& [step, row] : cells)
+        EXPECT_EQ(rig.row(step), row) << "step " << step;
     // The last pixel column of the lane belongs to the last step.
     EXPECT_EQ(numberedRow(rig.fixture.pixel(575, 18)), 4);
 
@@ -409,13 +370,13 @@ TEST(ZoneView, ADrawingPassThatMeetsBusyStopsAndTheNextCompletes) {
     CellRig rig;
     rig.paint(2, 3);
     rig.paint(10, 12);
-    rig.handler.markedStep = -1; // no zone lit
-    rig.lane.busyAfter = 1;      // the question before the second zone is answered "busy"
+    rig.handler.markedStep = -1;  // no zone lit
+    rig.handler.turnBusyAfter(1); // the question before the second zone is answered "busy"
     rig.fixture.idle();
     EXPECT_EQ(rig.row(2), 1);
     EXPECT_EQ(rig.row(10), -1);
     EXPECT_EQ(rig.row(11), -1);
-    rig.lane.busyAfter = -1;
+    rig.handler.turnBusyAfter(-1);
     rig.fixture.idle();
     EXPECT_EQ(rig.row(10), 1);
     EXPECT_EQ(rig.row(11), 2);
@@ -463,7 +424,7 @@ float noiseAt(int64_t sample) {
 // Runs ten steps of noise through the plug-in at 120 bpm in sixteenth steps with a dark,
 // fully wet filter, and returns the left output.
 std::vector<float> render(EditorRig& rig) {
-    MFUniClient& p = *rig.plugin;
+    MFUniClient& p = rig.plugin();
     p.setSampleRate(rate);
     p.setParameter(1, 0.5f); // "masterlevel": unity
     p.resume();
@@ -512,9 +473,9 @@ TEST(ZoneView, APaintedZoneIsSavedAndGatesItsEffect) {
     // The lane's body: 1, magic, one zone of type 0: 0, start, end.
     const std::vector<uint32_t> body = {1, 520860, 1, 0, 0, 4, 7};
     void* data = nullptr;
-    int32_t bytes = painted.plugin->getChunk(&data, false);
+    int32_t bytes = painted.plugin().getChunk(&data, false);
     EXPECT_TRUE(containsWords(data, bytes, body));
-    bytes = plain.plugin->getChunk(&data, false);
+    bytes = plain.plugin().getChunk(&data, false);
     EXPECT_FALSE(containsWords(data, bytes, body));
 
     const std::vector<float> withZone = render(painted);

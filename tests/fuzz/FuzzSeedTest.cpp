@@ -132,29 +132,28 @@ void addHostile(Seeds& seeds, const Bytes& file) {
     edit("hostile-program-out-of-range", at.section + 1, 100000);
     edit("hostile-folder-out-of-range", at.section + 2, -100000);
     edit("hostile-global-map-count-huge", at.section + 3, huge);
-    // Value words that are no numbers; every value record is plain in a whole state.
+    // Value words that are no numbers, and values far outside 0..1 both ways (they once
+    // overflowed the effects' integer maths); every value record is plain in a whole state.
     ASSERT_GT(at.firstValue, 0);
     constexpr int32_t quietNaN = 0x7FC00000;
     constexpr int32_t infinity = 0x7F800000;
-    std::vector<int32_t> allNaN = words;
-    std::size_t p = bodyStart;
-    while (p + 1 < allNaN.size() && allNaN[p] != listEnd) {
-        if (allNaN[p + 1] == 1)
-            allNaN[p + 2] = quietNaN;
-        p += 2 + std::size_t(allNaN[p + 1]);
-    }
-    seeds["hostile-values-nan"] = bytesOf(allNaN);
-    // Values far outside 0..1, both ways: they once overflowed the effects' integer maths.
-    std::vector<int32_t> allHuge = words;
-    p = bodyStart;
-    for (int32_t k = 0; p + 1 < allHuge.size() && allHuge[p] != listEnd; ++k) {
-        if (allHuge[p + 1] == 1) {
-            const float value = k % 2 ? 1.0e30f : -4.0e16f;
-            std::memcpy(&allHuge[p + 2], &value, 4);
+    auto everyValue = [&](const std::string& name, auto value) {
+        std::vector<int32_t> w = words;
+        std::size_t p = bodyStart;
+        for (int32_t k = 0; p + 1 < w.size() && w[p] != listEnd; ++k) {
+            if (w[p + 1] == 1)
+                w[p + 2] = value(k);
+            p += 2 + std::size_t(w[p + 1]);
         }
-        p += 2 + std::size_t(allHuge[p + 1]);
-    }
-    seeds["hostile-values-out-of-range"] = bytesOf(allHuge);
+        seeds[name] = bytesOf(w);
+    };
+    everyValue("hostile-values-nan", [](int32_t) { return quietNaN; });
+    everyValue("hostile-values-out-of-range", [](int32_t k) {
+        const float value = k % 2 ? 1.0e30f : -4.0e16f;
+        int32_t word;
+        std::memcpy(&word, &value, 4);
+        return word;
+    });
     edit("hostile-value-infinite", at.firstValue, infinity);
 
     // A MIDI map key far outside the controllers, with one entry, inserted before the

@@ -1,44 +1,26 @@
-// A plug-in's editor as a Linux host drives it: a parent window on the host's own X
+// The plug-in's editor as a Linux host drives it: a parent window on the host's own X
 // connection, effEditOpen with its id, effEditIdle at about 30 Hz from the GUI thread
 // while audio runs on another, input through XTest, keys through effEditKeyDown. Each
-// test writes its screenshots as PNG files into the build tree. Built twice: against
-// Cadenzoid, and against a stand-in editor of the same shape that checks the host side.
+// test writes its screenshots as PNG files into the build tree.
 
-// GoogleTest before Xlib, whose macros (None, Bool) would rename GoogleTest's names.
-#include <gtest/gtest.h>
-
-#include "tools/host/PluginEditorHost.h"
-#include "tools/host/PluginHost.h"
-
-#include "X11TestSupport.h"
+#include "HostedEditor.h"
+#include "tests/support/ScopedEnv.h"
 
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <sstream>
-#include <thread>
-#include <vector>
 
+using namespace hosted;
 using namespace vst;
 
 namespace {
 
-constexpr int editorWidth = 770;
-constexpr int editorHeight = 525;
-constexpr int32_t globalWet = 101;
-// The middle of the output section's GlobalWet knob (558, 447, 632, 521).
-constexpr int knobX = 595;
-constexpr int knobY = 484;
-constexpr auto idlePeriod = std::chrono::milliseconds(33);
 constexpr int f2 = 41;
 
 // The plug-in reports X errors of its own connection as developer diagnostics; switched
@@ -123,9 +105,7 @@ private:
 };
 
 // One plug-in instance with its host: the library, the parent window and the audio.
-struct Session {
-    PluginHost host;
-    PluginEditorHost editor{host};
+struct Session : HostedEditor {
     std::unique_ptr<AudioThread> audio;
 
     void start(int x, int y) {
@@ -139,26 +119,6 @@ struct Session {
         audio.reset();
         editor.closeEditor();
     }
-
-    // Idles as a host does until done() holds, or for timeoutMs.
-    bool idleUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        for (;;) {
-            editor.idle();
-            if (done())
-                return true;
-            if (std::chrono::steady_clock::now() >= end)
-                return false;
-            std::this_thread::sleep_for(idlePeriod);
-        }
-    }
-    void idleTimes(int n) {
-        for (int i = 0; i < n; ++i) {
-            editor.idle();
-            std::this_thread::sleep_for(idlePeriod);
-        }
-    }
-
     // The editor's child window, viewable and of the editor's size.
     bool showsEditor() {
         const Window child = editor.editorWindow();
@@ -166,16 +126,9 @@ struct Session {
         return child && XGetWindowAttributes(editor.display(), child, &a) &&
                a.map_state == IsViewable && a.width == editorWidth && a.height == editorHeight;
     }
-
-    std::vector<uint32_t> screenshot(const std::string& name) {
-        const auto pixels =
-            xtest::capture(editor.display(), editor.parentWindow(), editorWidth, editorHeight);
-        std::filesystem::create_directories(CADENZOID_SHOT_DIR);
-        writePng(std::string(CADENZOID_SHOT_DIR) + "/" + name + ".png", pixels, editorWidth,
-                 editorHeight);
-        return pixels;
+    bool open() {
+        return editor.openEditor() == 1 && idleUntil([&] { return showsEditor(); });
     }
-
     std::vector<float> parameters() {
         std::vector<float> values(117);
         for (int32_t i = 0; i < 117; ++i)
@@ -192,15 +145,6 @@ void expectShowsAnEditor(const std::vector<uint32_t>& pixels) {
     for (uint32_t p : pixels)
         black += p == 0 ? 1 : 0;
     EXPECT_LT(black, pixels.size() / 2) << "most of the window shows the parent's background";
-}
-
-std::vector<uint32_t> area(const std::vector<uint32_t>& pixels, int left, int top, int right,
-                           int bottom) {
-    std::vector<uint32_t> part;
-    for (int y = top; y < bottom; ++y)
-        for (int x = left; x < right; ++x)
-            part.push_back(pixels[std::size_t(y) * editorWidth + std::size_t(x)]);
-    return part;
 }
 
 class EditorThroughHost : public ::testing::Test {
@@ -260,8 +204,7 @@ TEST_F(EditorThroughHost, OpensAWindowOfItsSizeThatShowsTheEditorAndClosesIt) {
     EXPECT_EQ(h, editorHeight);
 
     const int64_t blocksBefore = one.audio->blocks();
-    ASSERT_EQ(one.editor.openEditor(), 1);
-    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    ASSERT_TRUE(one.open());
     one.idleTimes(5);
     expectShowsAnEditor(one.screenshot("editor-open"));
 
@@ -273,8 +216,7 @@ TEST_F(EditorThroughHost, OpensAWindowOfItsSizeThatShowsTheEditorAndClosesIt) {
 }
 
 TEST_F(EditorThroughHost, DraggingTheGlobalWetKnobChangesTheParameter) {
-    ASSERT_EQ(one.editor.openEditor(), 1);
-    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    ASSERT_TRUE(one.open());
     one.idleTimes(3);
     const auto before = one.screenshot("editor-before-drag");
     const float start = one.host.getParameter(globalWet);
@@ -290,18 +232,16 @@ TEST_F(EditorThroughHost, DraggingTheGlobalWetKnobChangesTheParameter) {
 
     // The knob shows its new value.
     const auto after = one.screenshot("editor-after-drag");
-    EXPECT_NE(area(before, 558, 447, 632, 521), area(after, 558, 447, 632, 521));
+    EXPECT_NE(knobArea(before), knobArea(after));
 
     // The host automates it back: the knob follows at the next idles.
     one.host.setParameter(globalWet, start);
     one.idleTimes(3);
-    EXPECT_EQ(area(one.screenshot("editor-automated-back"), 558, 447, 632, 521),
-              area(before, 558, 447, 632, 521));
+    EXPECT_EQ(knobArea(one.screenshot("editor-automated-back")), knobArea(before));
 }
 
 TEST_F(EditorThroughHost, F2MutatesParametersFromTheHostAndFromTheWindow) {
-    ASSERT_EQ(one.editor.openEditor(), 1);
-    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    ASSERT_TRUE(one.open());
 
     auto values = one.parameters();
     EXPECT_EQ(one.editor.keyDown(0, f2, 0), 1);
@@ -324,12 +264,10 @@ TEST_F(EditorThroughHost, F2MutatesParametersFromTheHostAndFromTheWindow) {
 }
 
 TEST_F(EditorThroughHost, ClosesOpensAgainAndMovesToANewParent) {
-    ASSERT_EQ(one.editor.openEditor(), 1);
-    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    ASSERT_TRUE(one.open());
     one.editor.closeEditor();
     one.idleTimes(2);
-    ASSERT_EQ(one.editor.openEditor(), 1);
-    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    ASSERT_TRUE(one.open());
     one.idleTimes(3);
     expectShowsAnEditor(one.screenshot("editor-reopened"));
 
@@ -350,25 +288,19 @@ TEST_F(EditorThroughHost, ClosesOpensAgainAndMovesToANewParent) {
     other.closeEditor();
 }
 
-TEST_F(EditorThroughHost, ADestroyedParentLeavesTheHostIdlingAndTheEditorReopens) {
-    ASSERT_EQ(one.editor.openEditor(), 1);
-    ASSERT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
-    one.editor.destroyParent(); // the host tore its window down before closing the editor
+// A host that tears its window down before closing the editor, or hands over an id that
+// names no window, is left idling without an X error; a good parent then shows the editor.
+TEST_F(EditorThroughHost, ADestroyedOrBadParentLeavesTheHostIdlingAndTheEditorReopens) {
+    ASSERT_TRUE(one.open());
+    one.editor.destroyParent();
     one.idleTimes(5);
     one.editor.closeEditor();
     one.idleTimes(1);
-    ASSERT_TRUE(one.editor.createParent(0, 0, editorWidth, editorHeight));
-    ASSERT_EQ(one.editor.openEditor(), 1);
-    EXPECT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
-    EXPECT_TRUE(one.audio->finite());
-}
-
-TEST_F(EditorThroughHost, ABadParentIdFailsTheOpenWithoutAnError) {
-    const unsigned long unused = XAllocID(one.editor.display());
-    EXPECT_EQ(one.editor.openEditorIn(unused), 0);
+    EXPECT_EQ(one.editor.openEditorIn(XAllocID(one.editor.display())), 0);
     one.idleTimes(2);
-    EXPECT_EQ(one.editor.openEditor(), 1) << "a good parent after a bad one";
-    EXPECT_TRUE(one.idleUntil([&] { return one.showsEditor(); }));
+    ASSERT_TRUE(one.editor.createParent(0, 0, editorWidth, editorHeight));
+    EXPECT_TRUE(one.open()) << "a good parent after a destroyed and a bad one";
+    EXPECT_TRUE(one.audio->finite());
 }
 
 TEST_F(EditorThroughHost, TwoInstancesEachHaveTheirWindow) {
@@ -411,9 +343,7 @@ TEST_F(EditorThroughHost, TwoInstancesEachHaveTheirWindow) {
 }
 
 TEST(EditorWithoutDisplay, OpenFailsCleanlyAndAudioGoesOn) {
-    const char* saved = std::getenv("DISPLAY");
-    const std::string display = saved ? saved : "";
-    unsetenv("DISPLAY");
+    const ScopedEnv noDisplay("DISPLAY", nullptr);
     {
         PluginHost host;
         ASSERT_TRUE(host.load(EDITOR_PLUGIN_PATH)) << host.lastError();
@@ -423,10 +353,8 @@ TEST(EditorWithoutDisplay, OpenFailsCleanlyAndAudioGoesOn) {
         AudioThread audio(host);
         // A host without X may still hand over some id.
         EXPECT_EQ(editor.openEditorIn(0x400001), 0);
-        for (int i = 0; i < 5; ++i) {
+        for (int i = 0; i < 5; ++i)
             editor.idle();
-            std::this_thread::sleep_for(idlePeriod);
-        }
         EXPECT_EQ(editor.keyDown(0, 40, 0), 0);
         editor.closeEditor();
         const int64_t blocks = audio.blocks();
@@ -435,8 +363,6 @@ TEST(EditorWithoutDisplay, OpenFailsCleanlyAndAudioGoesOn) {
         EXPECT_TRUE(audio.finite());
         EXPECT_GT(audio.peak(), 0.01f) << "the plug-in went silent";
     }
-    if (saved)
-        setenv("DISPLAY", display.c_str(), 1);
 }
 
 } // namespace

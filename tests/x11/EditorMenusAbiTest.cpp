@@ -3,41 +3,27 @@
 // from an effect's browser through the desktop's file dialog into the user's folder.
 // Each test runs in a home of its own, with the factory content installed into it.
 
-// GoogleTest before Xlib, whose macros (None, Bool) would rename GoogleTest's names.
-#include <gtest/gtest.h>
-
-#include "tools/host/PluginEditorHost.h"
-#include "tools/host/PluginHost.h"
-
-#include "X11TestSupport.h"
+#include "HostedEditor.h"
+#include "tests/support/ScopedEnv.h"
 
 #include <X11/Xlib.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <string>
-#include <thread>
-#include <vector>
+#include <optional>
 
+using namespace hosted;
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int editorWidth = 770;
-constexpr int editorHeight = 525;
-constexpr auto idlePeriod = std::chrono::milliseconds(33);
 constexpr float rate = 48000.0f;
-constexpr int32_t globalWet = 101;
-constexpr int knobX = 595, knobY = 484; // the GlobalWet knob's middle
 // The main browser's caption (31, 20, 171, 38); its panel opens beneath, lines of 17
 // pixels after a margin of 2.
 constexpr int mainMenuX = 100, mainMenuY = 29, mainPanelTop = 38, mainLine = 17;
@@ -47,11 +33,6 @@ constexpr int columnX = 60, reverbRowY = 335;
 constexpr int effectMenuX = 460, effectMenuY = 419, effectPanelTop = 427, effectLine = 15;
 constexpr int lineMargin = 2;
 
-std::string environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value ? value : "";
-}
-
 // A home of its own: settings and content under a temporary folder, the factory content
 // copied in as an installer would, and a stand-in for the desktop's file dialog on PATH
 // that answers every save with "FromBrowser" in the folder it was offered.
@@ -59,9 +40,8 @@ struct TestHome {
     TestHome() {
         std::string pattern = (fs::temp_directory_path() / "cdz-menus-XXXXXX").string();
         root = mkdtemp(pattern.data());
-        saved = {environment("XDG_CONFIG_HOME"), environment("XDG_DATA_HOME"), environment("PATH")};
-        setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
-        setenv("XDG_DATA_HOME", (root / "data").c_str(), 1);
+        config.emplace("XDG_CONFIG_HOME", (root / "config").c_str());
+        data.emplace("XDG_DATA_HOME", (root / "data").c_str());
         content = root / "data" / "Maple Forge" / "Cadenzoid";
         fs::create_directories(content);
         const fs::path built = fs::path(EDITOR_PLUGIN_PATH).parent_path() / "content";
@@ -75,18 +55,16 @@ struct TestHome {
                "done\n"
                "echo \"${f}FromBrowser\"\n";
         fs::permissions(bin / "zenity", fs::perms::owner_all);
-        setenv("PATH", (bin.string() + ":" + saved[2]).c_str(), 1);
+        const char* path = std::getenv("PATH");
+        searchPath.emplace("PATH", (bin.string() + ":" + (path ? path : "")).c_str());
     }
     ~TestHome() {
-        setenv("XDG_CONFIG_HOME", saved[0].c_str(), 1);
-        setenv("XDG_DATA_HOME", saved[1].c_str(), 1);
-        setenv("PATH", saved[2].c_str(), 1);
         std::error_code ignored;
         fs::remove_all(root, ignored);
     }
     fs::path root;
     fs::path content;
-    std::vector<std::string> saved;
+    std::optional<ScopedEnv> config, data, searchPath;
 };
 
 // Deterministic input: a chord of three sines and a little hash noise.
@@ -117,19 +95,10 @@ double rmsDifference(const std::vector<float>& a, const std::vector<float>& b) {
     return std::sqrt(sum / double(std::max<std::size_t>(1, a.size())));
 }
 
-std::vector<uint32_t> area(const std::vector<uint32_t>& pixels, int left, int top, int right,
-                           int bottom) {
-    std::vector<uint32_t> part;
-    for (int y = top; y < bottom; ++y)
-        for (int x = left; x < right; ++x)
-            part.push_back(pixels[std::size_t(y) * editorWidth + std::size_t(x)]);
-    return part;
-}
-
-class MenusThroughHost : public ::testing::Test {
+class MenusThroughHost : public ::testing::Test, protected HostedEditor {
 protected:
     void SetUp() override {
-        if (environment("DISPLAY").empty())
+        if (!std::getenv("DISPLAY"))
             GTEST_SKIP() << "no X server in DISPLAY: these tests run under xvfb-run";
         ASSERT_TRUE(keeper.ok()) << "cannot reach the X server of DISPLAY, or it has no XTest";
         home = std::make_unique<TestHome>();
@@ -147,23 +116,6 @@ protected:
         home.reset();
     }
 
-    bool idleUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        for (;;) {
-            editor.idle();
-            if (done())
-                return true;
-            if (std::chrono::steady_clock::now() >= end)
-                return false;
-            std::this_thread::sleep_for(idlePeriod);
-        }
-    }
-    void idleTimes(int n) {
-        for (int i = 0; i < n; ++i) {
-            editor.idle();
-            std::this_thread::sleep_for(idlePeriod);
-        }
-    }
     void moveTo(int x, int y) {
         xtest::moveTo(editor.display(), x, y);
         idleTimes(2);
@@ -175,14 +127,6 @@ protected:
         xtest::button(editor.display(), button, false);
         idleTimes(2);
     }
-    std::vector<uint32_t> screenshot(const std::string& name) {
-        const auto pixels =
-            xtest::capture(editor.display(), editor.parentWindow(), editorWidth, editorHeight);
-        fs::create_directories(CADENZOID_SHOT_DIR);
-        writePng(std::string(CADENZOID_SHOT_DIR) + "/" + name + ".png", pixels, editorWidth,
-                 editorHeight);
-        return pixels;
-    }
     // A controller message, handled at the next ticks of a block.
     void controller(uint8_t number, uint8_t value) {
         host.queueMidi({host.framesProcessed(), {0xB0, number, value}});
@@ -191,8 +135,6 @@ protected:
 
     X11TestServer keeper;
     std::unique_ptr<TestHome> home;
-    PluginHost host;
-    PluginEditorHost editor{host};
 };
 
 // Right click on the GlobalWet knob, "midi Learn", then a controller: the knob follows it,
@@ -216,16 +158,16 @@ TEST_F(MenusThroughHost, MidiLearnFromTheKnobsPopup) {
     const float top = host.getParameter(globalWet);
     EXPECT_NEAR(top, 1.0f, 1e-6f);
     idleTimes(3);
-    const auto high = area(screenshot("menus-learn-cc-127"), 558, 447, 632, 521);
+    const auto high = knobArea(screenshot("menus-learn-cc-127"));
     controller(20, 0);
     EXPECT_NEAR(host.getParameter(globalWet), 0.0f, 1e-6f);
     idleTimes(3);
-    const auto low = area(screenshot("menus-learn-cc-0"), 558, 447, 632, 521);
+    const auto low = knobArea(screenshot("menus-learn-cc-0"));
     EXPECT_NE(high, low) << "the knob did not move with the controller";
 
     host.setParameter(globalWet, top);
     idleTimes(3);
-    EXPECT_EQ(area(screenshot("menus-learn-automated-top"), 558, 447, 632, 521), high)
+    EXPECT_EQ(knobArea(screenshot("menus-learn-automated-top")), high)
         << "the controller's frame is not the one the value draws";
 }
 

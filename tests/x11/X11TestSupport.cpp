@@ -80,33 +80,6 @@ Window X11TestServer::unusedWindowId() {
     return XAllocID(display);
 }
 
-void X11TestServer::moveTo(int x, int y) {
-    xtest::moveTo(display, x, y);
-}
-
-void X11TestServer::button(unsigned int b, bool press) {
-    xtest::button(display, b, press);
-}
-
-void X11TestServer::click(int x, int y, unsigned int b) {
-    moveTo(x, y);
-    button(b, true);
-    button(b, false);
-}
-
-void X11TestServer::key(unsigned long keysym, bool press) {
-    xtest::key(display, keysym, press);
-}
-
-void X11TestServer::tap(unsigned long keysym) {
-    key(keysym, true);
-    key(keysym, false);
-}
-
-std::vector<uint32_t> X11TestServer::capture(Window window, int width, int height) {
-    return xtest::capture(display, window, width, height);
-}
-
 bool X11TestServer::nextEvent(Window window, int type, XEvent& event, int timeoutMs) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (std::chrono::steady_clock::now() < end) {

@@ -7,6 +7,14 @@
 #include <string>
 #include <vector>
 
+// Input sent through XTest on any connection, in root coordinates.
+namespace xtest {
+void moveTo(Display* display, int x, int y);
+void button(Display* display, unsigned int button, bool press);
+void key(Display* display, unsigned long keysym, bool press);
+std::vector<uint32_t> capture(Display* display, Window window, int width, int height);
+} // namespace xtest
+
 // The test's own side of an X server: its connection, the parents it makes, input sent
 // through XTest and pictures read back. The server's pointer is one for all clients, so
 // tests that use this run one at a time.
@@ -34,14 +42,23 @@ public:
     void sync() { XSync(display, False); }
 
     // Input through XTest in root coordinates; every call is flushed at once.
-    void moveTo(int x, int y);
-    void button(unsigned int button, bool press);
-    void click(int x, int y, unsigned int button = 1);
-    void key(unsigned long keysym, bool press);
-    void tap(unsigned long keysym);
+    void moveTo(int x, int y) { xtest::moveTo(display, x, y); }
+    void button(unsigned int b, bool press) { xtest::button(display, b, press); }
+    void click(int x, int y, unsigned int b = 1) {
+        moveTo(x, y);
+        button(b, true);
+        button(b, false);
+    }
+    void key(unsigned long keysym, bool press) { xtest::key(display, keysym, press); }
+    void tap(unsigned long keysym) {
+        key(keysym, true);
+        key(keysym, false);
+    }
 
     // A window's pixels as 0x00RRGGBB, row after row; empty when it cannot be read.
-    std::vector<uint32_t> capture(Window window, int width, int height);
+    std::vector<uint32_t> capture(Window window, int width, int height) {
+        return xtest::capture(display, window, width, height);
+    }
 
     // The next event of the given type on the window, within timeoutMs.
     bool nextEvent(Window window, int type, XEvent& event, int timeoutMs = 1000);
@@ -52,14 +69,6 @@ private:
     XErrorHandler handlerBefore = nullptr;
     static int onError(Display* display, XErrorEvent* error);
 };
-
-// Input sent through XTest on any connection, in root coordinates.
-namespace xtest {
-void moveTo(Display* display, int x, int y);
-void button(Display* display, unsigned int button, bool press);
-void key(Display* display, unsigned long keysym, bool press);
-std::vector<uint32_t> capture(Display* display, Window window, int width, int height);
-} // namespace xtest
 
 // Calls pump every few milliseconds until done() holds or timeoutMs have passed.
 bool pumpUntil(const std::function<void()>& pump, const std::function<bool()>& done,

@@ -169,8 +169,9 @@ void drawPanel(cairo_t* cr, const BitmapEntry& entry) {
         // The two event tables sit in the panel itself.
         well(cr, local(237), 437 - panelTop, 144, 32);
         well(cr, local(237), 481 - panelTop, 144, 32);
-        label(cr, "LEVEL", local(180), 437 - panelTop, 50, 14, Align::right);
-        label(cr, "PAN", local(180), 476 - panelTop, 50, 12, Align::right);
+        // The first table places each event left to right, the second sets its level.
+        label(cr, "PAN", local(180), 437 - panelTop, 50, 14, Align::right);
+        label(cr, "LEVEL", local(180), 481 - panelTop, 50, 14, Align::right);
     }
 }
 

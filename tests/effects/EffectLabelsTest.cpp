@@ -10,24 +10,8 @@
 #include <vector>
 
 namespace {
-
-enum Stage {
-    xLoop,
-    loop,
-    scratchLoop,
-    reverse,
-    stretch,
-    vinyl,
-    tapeStop,
-    tonalDelay,
-    stutter,
-    crush,
-    filter,
-    phaser,
-    chorus,
-    delay,
-    reverb
-};
+using Stage = EffectChainRig::Stage;
+using enum EffectChainRig::Stage;
 
 struct Menu : MFOptionMenuInterface {
     std::vector<std::string> entries;

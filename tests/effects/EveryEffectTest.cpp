@@ -15,24 +15,8 @@
 #include <vector>
 
 namespace {
-
-enum Stage {
-    xLoop,
-    loop,
-    scratchLoop,
-    reverse,
-    stretch,
-    vinyl,
-    tapeStop,
-    tonalDelay,
-    stutter,
-    crush,
-    filter,
-    phaser,
-    chorus,
-    delay,
-    reverb
-};
+using Stage = EffectChainRig::Stage;
+using enum EffectChainRig::Stage;
 
 // Effect k open, fully wet, with its lane's gate on and settings where every stage works:
 // the Stutter's amp away from unity, the Filter ringing, the Tonal-Delay's level line down

@@ -1,6 +1,7 @@
 #include "../engine/MidiTestEvents.h"
 #include "engine/MFUniClient.h"
 #include "pattern/MFChunk.h"
+#include "pattern/MFZone.h"
 #include "presets/PresetTestSupport.h"
 #include "support/AllocationCounter.h"
 #include "support/FakeHost.h"
@@ -60,9 +61,13 @@ public:
     // One host block, with a program change at its start when program >= 0; returns the
     // allocations made by the audio thread's two calls.
     std::size_t block(int32_t program = -1) {
+        return program >= 0 ? blockWith(0xC0, uint8_t(program), 0) : blockWith(0, 0, 0);
+    }
+    // One host block with a message at its start (none for status 0).
+    std::size_t blockWith(uint8_t status, uint8_t data1, uint8_t data2) {
         events.clear();
-        if (program >= 0)
-            events.add(0, 0xC0, uint8_t(program), 0);
+        if (status != 0)
+            events.add(0, status, data1, data2);
         const vst::VstEvents* list = events.list();
         float* inputs[2] = {in.data(), in.data()};
         float* outputs[2] = {outLeft.data(), outRight.data()};
@@ -84,6 +89,18 @@ public:
             allocations += block();
             std::this_thread::sleep_for(std::chrono::microseconds(100));
         }
+        return allocations;
+    }
+
+    // A controller's press and release, then blocks until the loader has run the action.
+    std::size_t click(uint8_t controller) {
+        const uint32_t before = client->getProgramLoader().actionBatches();
+        std::size_t allocations = blockWith(0xB0, controller, 127) + blockWith(0xB0, controller, 0);
+        for (int k = 0; k < 20000 && client->getProgramLoader().actionBatches() == before; ++k) {
+            allocations += block();
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
+        EXPECT_GT(client->getProgramLoader().actionBatches(), before) << "the action never ran";
         return allocations;
     }
 
@@ -120,4 +137,33 @@ TEST(ProgramChangeRealtime, ALoadByProgramChangeNeverAllocatesOnTheAudioThread) 
             after += rig.block();
         EXPECT_EQ(after, 0u) << "the blocks after the load";
     }
+}
+
+// The pattern buttons build and free zones. Pressed by a learned controller they arrive on
+// the audio thread, which leaves that work to the loader's thread: the blocks that carry
+// the press and the release touch no heap, and the action still happens.
+TEST(ProgramChangeRealtime, ControllerPressedCopyPasteAndInitRunOffTheAudioThread) {
+    constexpr int32_t copyTag = 563, pasteTag = 564, initAllTag = 557, lane = 3;
+    constexpr uint8_t copyController = 20, pasteController = 21, initController = 22;
+    ProgramChangeRig rig;
+    ASSERT_TRUE(rig.client->getProgramLoader().isRunning());
+    MFMidiInput& midi = rig.client->getMidiInput();
+    ASSERT_TRUE(midi.assignByMenuPlace(copyTag, 0, copyController));
+    ASSERT_TRUE(midi.assignByMenuPlace(pasteTag, 0, pasteController));
+    ASSERT_TRUE(midi.assignByMenuPlace(initAllTag, 0, initController));
+    MFZoneHandlerContainer<MFFloatZoneHandler>& zones = rig.client->getLane(lane).zones;
+    MFZone* zone = zones.createZone(0);
+    zone->start = 4;
+    zone->end = 9;
+    ASSERT_TRUE(zones.addZone(zone));
+    for (int k = 0; k < 8; ++k)
+        rig.block();
+
+    EXPECT_EQ(rig.click(copyController), 0u) << "copy";
+    EXPECT_EQ(rig.click(initController), 0u) << "init";
+    EXPECT_TRUE(zones.currentHandler()->zones().empty()) << "init empties the lane";
+    EXPECT_EQ(rig.click(pasteController), 0u) << "paste";
+    ASSERT_EQ(zones.currentHandler()->zones().size(), 1u) << "paste brings the zone back";
+    EXPECT_EQ(zones.currentHandler()->zones()[0]->start, 4);
+    EXPECT_EQ(zones.currentHandler()->zones()[0]->end, 9);
 }

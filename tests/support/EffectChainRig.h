@@ -12,6 +12,24 @@
 // effect of it by its place in the chain.
 struct EffectChainRig {
     static constexpr int size = MFEffectChain::size;
+    // The effects' places in the chain.
+    enum Stage {
+        xLoop,
+        loop,
+        scratchLoop,
+        reverse,
+        stretch,
+        vinyl,
+        tapeStop,
+        tonalDelay,
+        stutter,
+        crush,
+        filter,
+        phaser,
+        chorus,
+        delay,
+        reverb
+    };
     // The gate parameter of each effect in chain order; -1 where the lane has none.
     static const int32_t gateIndex[size];
     // Names for test output, in chain order.

@@ -70,6 +70,10 @@ void PluginHost::start(float sampleRate, int32_t maxBlock) {
     dispatch(effSetBlockSize, 0, maxBlockSize);
     for (auto& s : scratch)
         s.assign(std::size_t(maxBlockSize), 0.0f);
+    spareInput.assign(std::size_t(maxBlockSize), 0.0f);
+    spareOutput.assign(std::size_t(maxBlockSize), 0.0f);
+    inputs.assign(std::size_t(std::max(2, plugin ? plugin->numInputs : 2)), spareInput.data());
+    outputs.assign(std::size_t(std::max(2, plugin ? plugin->numOutputs : 2)), spareOutput.data());
     dispatch(effMainsChanged, 0, 1);
     dispatch(effStartProcess);
     running = true;
@@ -192,9 +196,13 @@ void PluginHost::process(const float* inLeft, const float* inRight, float* outLe
 void PluginHost::processBlock(float* inLeft, float* inRight, float* outLeft, float* outRight,
                               int32_t frames) {
     sendMidiFor(frames);
-    float* inputs[2] = {inLeft, inRight};
-    float* outputs[2] = {outLeft, outRight};
-    plugin->processReplacing(plugin, inputs, outputs, frames);
+    inputs[0] = inLeft;
+    inputs[1] = inRight;
+    outputs[0] = outLeft;
+    outputs[1] = outRight;
+    plugin->processReplacing(plugin, inputs.data(), outputs.data(), frames);
+    if (plugin->numOutputs == 1)
+        std::copy(outLeft, outLeft + frames, outRight);
     advanceClock(frames);
 }
 

@@ -68,7 +68,8 @@ public:
     void setRandomBlocks(uint32_t seed);
     void setInPlace(bool state) { inPlace = state; }
 
-    // Processes frames of stereo audio; output may be the input.
+    // Processes frames of stereo audio; output may be the input. A mono effect (one
+    // output) reads the left input and is heard on both outputs.
     void process(const float* inLeft, const float* inRight, float* outLeft, float* outRight,
                  int64_t frames);
     int64_t framesProcessed() const { return position; }
@@ -109,4 +110,8 @@ private:
     std::vector<vst::VstMidiEvent> eventStore;
     std::vector<uint8_t> eventList;
     std::vector<float> scratch[4];
+    // Channels beyond the stereo pair, for effects that declare more: silent inputs and
+    // outputs nobody reads.
+    std::vector<float> spareInput, spareOutput;
+    std::vector<float*> inputs, outputs;
 };

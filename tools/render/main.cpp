@@ -1,8 +1,10 @@
-// cadenzoid-render: plays a WAV file (or the built-in drum loop) through a VST 2.4
-// effect library and writes the result, or times the effect with --bench.
+// cadenzoid-render: plays a WAV file (or the built-in drum loop, or white noise) through a
+// VST 2.4 effect library and writes the result, or times the effect with --bench.
 
 #include "tools/host/PluginHost.h"
 #include "tools/render/DemoLoop.h"
+#include "tools/render/NoiseLoop.h"
+#include "tools/render/PairedBench.h"
 
 #include <sndfile.h>
 #include <sys/resource.h>
@@ -16,6 +18,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,9 +27,11 @@ namespace {
 const char* const usage =
     "usage: cadenzoid-render [options]\n"
     "  -i, --input FILE       WAV (any rate, mono or stereo); default: built-in drum loop\n"
+    "  --noise DBFS           stereo white noise at this RMS level instead (fixed seed,\n"
+    "                         independent channels, 4 s at --rate, looped by --bench)\n"
     "  -o, --output FILE      output WAV (default: out/cadenzoid-demo.wav)\n"
     "  -p, --plugin FILE      effect library (default: Cadenzoid.so beside this program)\n"
-    "  --rate HZ              sample rate of the built-in loop (default 44100)\n"
+    "  --rate HZ              sample rate of the built-in loop or the noise (default 44100)\n"
     "  --tempo BPM            host tempo (default 120)\n"
     "  --bars N               length of the built-in loop (default 4)\n"
     "  --block N              host block size (default 256)\n"
@@ -41,17 +46,37 @@ const char* const usage =
     "  --tail SEC             seconds of silence appended to the input (default 0)\n"
     "  --bench SEC            time the effect over SEC seconds of audio instead of rendering\n"
     "  --runs N               benchmark runs (default 5)\n"
-    "  --pair FILE            benchmark a second library in alternation and print the ratio\n"
+    "  --warm-up SEC          with --bench: untimed audio through each member first (default 1)\n"
+    "  --pair FILE            benchmark another library, at its own defaults, in alternation\n"
+    "                         with the measured one and print the ratio (repeatable)\n"
+    "  --pair-preset FILE     benchmark another instance of the measured library with this\n"
+    "                         preset, in alternation (repeatable)\n"
+    "  --pair-block N         benchmark another instance of the measured library with its\n"
+    "                         preset and parameters at block size N, in alternation (repeatable)\n"
+    "                         Members are labelled A (the measured one), B, C... in the order\n"
+    "                         given; each run times every member once, a different one first\n"
+    "  --machine              with --bench: print only one line per member,\n"
+    "                         'member LABEL MEDIAN MIN MAX' (ns per frame over the runs)\n"
     "  --tempo-drop BPM       with --bench: time the block in which the host tempo falls from\n"
     "                         --tempo to BPM against ordinary blocks (a fresh instance per run)\n"
     "  -q, --quiet            no progress line\n";
 
+// One plug-in instance of a benchmark: the measured one (A) or one of its pairs.
+struct Member {
+    std::string library; // empty: the measured library
+    std::string preset;
+    int block = 0;             // 0: --block
+    bool sameStateAsA = false; // A's preset and parameters
+};
+
 struct Options {
-    std::string input, output = "out/cadenzoid-demo.wav", plugin, preset, pair;
+    std::string input, output = "out/cadenzoid-demo.wav", plugin, preset;
     double rate = 44100.0, tempo = 120.0, start = 0.0, loopStart = 0.0, loopEnd = 0.0;
-    double tail = 0.0, bench = 0.0, tempoDrop = 0.0;
+    double tail = 0.0, bench = 0.0, tempoDrop = 0.0, noise = 0.0, warmUp = 1.0;
     int bars = 4, block = 256, runs = 5;
     bool randomBlocks = false, inPlace = false, loop = false, stopped = false, quiet = false;
+    bool withNoise = false, machine = false;
+    std::vector<Member> pairs;
     unsigned seed = 1;
     std::vector<std::pair<double, std::vector<uint8_t>>> midi;
     std::vector<std::pair<std::string, float>> params;
@@ -150,8 +175,22 @@ Options parse(int argc, char** argv) {
             o.bench = number(value(), "benchmark length");
         else if (a == "--runs")
             o.runs = std::max(1, int(number(value(), "run count")));
+        else if (a == "--warm-up")
+            o.warmUp = std::max(0.0, number(value(), "warm-up length"));
         else if (a == "--pair")
-            o.pair = value();
+            o.pairs.push_back({value(), "", 0, false});
+        else if (a == "--pair-preset")
+            o.pairs.push_back({"", value(), 0, false});
+        else if (a == "--pair-block") {
+            const int block = int(number(value(), "block size"));
+            if (block < 1 || block > 65536)
+                fail("block size must be 1 to 65536");
+            o.pairs.push_back({"", "", block, true});
+        } else if (a == "--noise") {
+            o.noise = number(value(), "noise level");
+            o.withNoise = true;
+        } else if (a == "--machine")
+            o.machine = true;
         else if (a == "--tempo-drop")
             o.tempoDrop = number(value(), "tempo");
         else if (a == "-q" || a == "--quiet")
@@ -165,6 +204,19 @@ Options parse(int argc, char** argv) {
         fail("block size must be 1 to 65536");
     if (o.rate < 8000 || o.rate > 384000)
         fail("rate must be 8000 to 384000 Hz");
+    // Uniform noise peaks at sqrt(3) times its RMS: louder than 0 dBFS RMS it would clip.
+    if (o.withNoise && (o.noise < -120.0 || o.noise > 0.0))
+        fail("noise level must be -120 to 0 dBFS");
+    if (o.withNoise && !o.input.empty())
+        fail("--noise and --input exclude each other");
+    for (Member& m : o.pairs) {
+        if (m.library.empty())
+            m.library = o.plugin;
+        if (m.block == 0)
+            m.block = o.block;
+        if (m.sameStateAsA)
+            m.preset = o.preset;
+    }
     return o;
 }
 
@@ -221,12 +273,14 @@ void writeWav(const std::string& path, const Audio& a) {
     sf_close(file);
 }
 
-void configure(PluginHost& host, const Options& o, double rate) {
-    host.start(float(rate), o.block);
+void configure(PluginHost& host, const Options& o, double rate, int block) {
+    // A pair at another block size gets the same largest block announced, as one host
+    // slicing its blocks differently would.
+    host.start(float(rate), std::max(o.block, block));
     if (o.randomBlocks)
         host.setRandomBlocks(o.seed);
     else
-        host.setBlockSize(o.block);
+        host.setBlockSize(block);
     host.setInPlace(o.inPlace);
     PluginHost::Transport& t = host.transport();
     t.tempo = o.tempo;
@@ -265,6 +319,38 @@ void loadPreset(PluginHost& host, const std::string& path) {
         fail("the effect did not accept the preset " + path);
 }
 
+// Every member of a benchmark: A is the measured library with --preset and --param.
+std::vector<Member> members(const Options& o) {
+    std::vector<Member> all{{o.plugin, o.preset, o.block, true}};
+    all.insert(all.end(), o.pairs.begin(), o.pairs.end());
+    return all;
+}
+
+// Loads a member and gives it its state: configured like every other member.
+void prepare(PluginHost& host, const Options& o, const Member& m, double rate) {
+    if (!host.load(m.library))
+        fail(host.lastError());
+    configure(host, o, rate, m.block);
+    if (!m.preset.empty())
+        loadPreset(host, m.preset);
+    if (m.sameStateAsA)
+        applyParameters(host, o);
+}
+
+std::string describe(const Member& m, const Options& o) {
+    std::string text = m.library;
+    if (!m.preset.empty())
+        text += ", preset " + m.preset;
+    if (m.block != o.block)
+        text += ", block " + std::to_string(m.block);
+    return text;
+}
+
+std::string labelOf(std::size_t member) {
+    return std::string(1, char('A' + member % 26)) +
+           (member >= 26 ? std::to_string(member / 26) : std::string());
+}
+
 double cpuSeconds() {
     timespec ts{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
@@ -273,62 +359,73 @@ double cpuSeconds() {
 
 struct BenchResult {
     std::vector<double> nsPerFrame;
-    double median() const {
-        std::vector<double> v = nsPerFrame;
-        std::sort(v.begin(), v.end());
-        return v[v.size() / 2];
-    }
-    double min() const { return *std::min_element(nsPerFrame.begin(), nsPerFrame.end()); }
+    double median() const { return PairedBench::summarise(nsPerFrame).median; }
 };
 
-double benchOnce(PluginHost& host, const Audio& source, int64_t frames) {
-    std::vector<float> outLeft(source.left.size()), outRight(source.right.size());
-    const int64_t chunk = int64_t(source.left.size());
-    const double t0 = cpuSeconds();
-    for (int64_t done = 0; done < frames; done += chunk) {
-        const int64_t n = std::min(chunk, frames - done);
-        host.process(source.left.data(), source.right.data(), outLeft.data(), outRight.data(), n);
+// One member's host with output buffers of its own, timed over whole blocks only: the
+// source is played in pieces that are a multiple of the block size, so that looping it
+// never slips a short block in.
+class TimedMember {
+public:
+    TimedMember(const Options& o, const Member& m, const Audio& audio)
+        : source(audio), block(o.randomBlocks ? 1 : m.block), outLeft(audio.left.size()),
+          outRight(audio.right.size()) {
+        prepare(host, o, m, audio.rate);
     }
-    const double t1 = cpuSeconds();
-    return (t1 - t0) * 1e9 / double(frames);
-}
+
+    double run(int64_t frames) {
+        const int64_t length = int64_t(source.left.size());
+        const int64_t piece = length >= block ? length - length % block : length;
+        frames = frames >= block ? frames - frames % block : frames;
+        const double t0 = cpuSeconds();
+        for (int64_t done = 0; done < frames; done += piece) {
+            const int64_t n = std::min(piece, frames - done);
+            host.process(source.left.data(), source.right.data(), outLeft.data(), outRight.data(),
+                         n);
+        }
+        const double t1 = cpuSeconds();
+        return (t1 - t0) * 1e9 / double(frames);
+    }
+
+private:
+    PluginHost host;
+    const Audio& source;
+    const int64_t block;
+    std::vector<float> outLeft, outRight;
+};
 
 int runBench(const Options& o, const Audio& source) {
     const int64_t frames = int64_t(o.bench * source.rate);
     if (frames <= 0)
         fail("--bench needs a positive duration");
-    PluginHost a, b;
-    if (!a.load(o.plugin))
-        fail(a.lastError());
-    configure(a, o, source.rate);
-    // The state under test goes to the measured plug-in only; the pair stays as it is.
-    if (!o.preset.empty())
-        loadPreset(a, o.preset);
-    applyParameters(a, o);
-    const bool paired = !o.pair.empty();
-    if (paired) {
-        if (!b.load(o.pair))
-            fail(b.lastError());
-        configure(b, o, source.rate);
+    const std::vector<Member> all = members(o);
+    std::vector<std::unique_ptr<TimedMember>> timed;
+    PairedBench bench;
+    for (const Member& m : all) {
+        timed.push_back(std::make_unique<TimedMember>(o, m, source));
+        TimedMember* member = timed.back().get();
+        bench.add([member](int64_t n) { return member->run(n); });
     }
-    BenchResult ra, rb;
-    for (int r = 0; r < o.runs; ++r) {
-        ra.nsPerFrame.push_back(benchOnce(a, source, frames));
-        if (paired)
-            rb.nsPerFrame.push_back(benchOnce(b, source, frames));
+    bench.measure(o.runs, frames, int64_t(o.warmUp * source.rate));
+
+    if (o.machine) {
+        for (std::size_t k = 0; k < all.size(); ++k) {
+            const PairedBench::Summary s = bench.summary(k);
+            std::printf("member %s %.3f %.3f %.3f\n", labelOf(k).c_str(), s.median, s.min, s.max);
+        }
+        return 0;
     }
-    auto report = [&](const char* label, const std::string& path, const BenchResult& r) {
-        std::printf("%s %s\n  ns/frame: min %.1f median %.1f; real-time factor: best %.0fx "
-                    "median %.0fx (%d runs of %.1f s at %.0f Hz, block %d%s)\n",
-                    label, path.c_str(), r.min(), r.median(), 1e9 / (r.min() * source.rate),
-                    1e9 / (r.median() * source.rate), o.runs, o.bench, source.rate, o.block,
-                    o.randomBlocks ? " random" : "");
-    };
-    report("A", o.plugin, ra);
-    if (paired) {
-        report("B", o.pair, rb);
-        std::printf("ratio A/B of median ns/frame: %.2f\n", ra.median() / rb.median());
+    for (std::size_t k = 0; k < all.size(); ++k) {
+        const PairedBench::Summary s = bench.summary(k);
+        std::printf("%s %s\n  ns/frame: min %.1f median %.1f max %.1f; real-time factor: best "
+                    "%.0fx median %.0fx (%d runs of %.1f s at %.0f Hz, block %d%s)\n",
+                    labelOf(k).c_str(), describe(all[k], o).c_str(), s.min, s.median, s.max,
+                    1e9 / (s.min * source.rate), 1e9 / (s.median * source.rate), o.runs, o.bench,
+                    source.rate, all[k].block, o.randomBlocks ? " random" : "");
     }
+    for (std::size_t k = 1; k < all.size(); ++k)
+        std::printf("ratio A/%s of median ns/frame: %.2f\n", labelOf(k).c_str(),
+                    bench.summary(0).median / bench.summary(k).median);
     return 0;
 }
 
@@ -359,32 +456,24 @@ double residentMiB() {
     return 0.0;
 }
 
-DropTiming tempoDropOnce(const Options& o, const std::string& path, bool withState,
-                         const Audio& source) {
+DropTiming tempoDropOnce(const Options& o, const Member& m, const Audio& source) {
     PluginHost host;
-    if (!host.load(path))
-        fail(host.lastError());
-    configure(host, o, source.rate);
-    host.setBlockSize(o.block);
-    if (withState) {
-        if (!o.preset.empty())
-            loadPreset(host, o.preset);
-        applyParameters(host, o);
-    }
+    prepare(host, o, m, source.rate);
+    host.setBlockSize(m.block);
     const int64_t length = int64_t(source.left.size());
-    std::vector<float> inLeft(std::size_t(o.block)), inRight(std::size_t(o.block));
-    std::vector<float> outLeft(std::size_t(o.block)), outRight(std::size_t(o.block));
+    std::vector<float> inLeft(std::size_t(m.block)), inRight(std::size_t(m.block));
+    std::vector<float> outLeft(std::size_t(m.block)), outRight(std::size_t(m.block));
     int64_t at = 0;
     auto block = [&] {
-        for (int i = 0; i < o.block; ++i, ++at) {
+        for (int i = 0; i < m.block; ++i, ++at) {
             inLeft[std::size_t(i)] = source.left[std::size_t(at % length)];
             inRight[std::size_t(i)] = source.right[std::size_t(at % length)];
         }
         const double t0 = cpuSeconds();
-        host.process(inLeft.data(), inRight.data(), outLeft.data(), outRight.data(), o.block);
+        host.process(inLeft.data(), inRight.data(), outLeft.data(), outRight.data(), m.block);
         return (cpuSeconds() - t0) * 1e6;
     };
-    const int64_t second = int64_t(source.rate) / o.block + 1;
+    const int64_t second = int64_t(source.rate) / m.block + 1;
     for (int64_t b = 0; b < second; ++b)
         block();
     BenchResult ordinary;
@@ -404,21 +493,19 @@ DropTiming tempoDropOnce(const Options& o, const std::string& path, bool withSta
 }
 
 int runTempoDrop(const Options& o, const Audio& source) {
-    const bool paired = !o.pair.empty();
-    std::vector<DropTiming> a, b;
-    for (int r = 0; r < o.runs; ++r) {
-        a.push_back(tempoDropOnce(o, o.plugin, true, source));
-        if (paired)
-            b.push_back(tempoDropOnce(o, o.pair, false, source));
-    }
+    const std::vector<Member> all = members(o);
+    std::vector<std::vector<DropTiming>> timings(all.size());
+    for (int r = 0; r < o.runs; ++r)
+        for (std::size_t k = 0; k < all.size(); ++k)
+            timings[k].push_back(tempoDropOnce(o, all[k], source));
     auto median = [](const std::vector<DropTiming>& runs, double DropTiming::*field) {
         BenchResult r;
         for (const DropTiming& t : runs)
             r.nsPerFrame.push_back(t.*field);
         return r.median();
     };
-    auto report = [&](const char* label, const std::string& path,
-                      const std::vector<DropTiming>& runs) {
+    for (std::size_t k = 0; k < all.size(); ++k) {
+        const std::vector<DropTiming>& runs = timings[k];
         const double ordinary = median(runs, &DropTiming::ordinary);
         const double drop = median(runs, &DropTiming::drop);
         const double after = median(runs, &DropTiming::worstAfter);
@@ -434,13 +521,10 @@ int runTempoDrop(const Options& o, const Audio& source) {
                     "worst block of the 2 s after %.1f us (%.2fx)\n"
                     "  page faults in the drop block %.0f; resident memory of the process %.1f MiB "
                     "before the drop, %.1f MiB after\n",
-                    label, path.c_str(), o.tempo, o.tempoDrop, o.block, source.rate, o.runs,
-                    ordinary, drop, drop / ordinary, worstDrop, after, after / ordinary, faults,
-                    before, grown);
-    };
-    report("A", o.plugin, a);
-    if (paired)
-        report("B", o.pair, b);
+                    labelOf(k).c_str(), describe(all[k], o).c_str(), o.tempo, o.tempoDrop,
+                    all[k].block, source.rate, o.runs, ordinary, drop, drop / ordinary, worstDrop,
+                    after, after / ordinary, faults, before, grown);
+    }
     return 0;
 }
 
@@ -450,7 +534,12 @@ int main(int argc, char** argv) {
     const Options o = parse(argc, argv);
 
     Audio source;
-    if (o.input.empty()) {
+    if (o.withNoise) {
+        NoiseLoop noise = NoiseLoop::make(o.rate, o.noise);
+        source.left = std::move(noise.left);
+        source.right = std::move(noise.right);
+        source.rate = o.rate;
+    } else if (o.input.empty()) {
         DemoLoop loop = DemoLoop::make(o.rate, o.tempo, std::max(1, o.bars));
         source.left = std::move(loop.left);
         source.right = std::move(loop.right);
@@ -470,7 +559,7 @@ int main(int argc, char** argv) {
     PluginHost host;
     if (!host.load(o.plugin))
         fail(host.lastError());
-    configure(host, o, source.rate);
+    configure(host, o, source.rate, o.block);
     if (!o.preset.empty())
         loadPreset(host, o.preset);
     applyParameters(host, o);

@@ -209,6 +209,9 @@ Options parse(int argc, char** argv) {
         fail("noise level must be -120 to 0 dBFS");
     if (o.withNoise && !o.input.empty())
         fail("--noise and --input exclude each other");
+    // Members are labelled by one letter each.
+    if (o.pairs.size() > 25)
+        fail("at most 25 pairs");
     for (Member& m : o.pairs) {
         if (m.library.empty())
             m.library = o.plugin;
@@ -347,8 +350,7 @@ std::string describe(const Member& m, const Options& o) {
 }
 
 std::string labelOf(std::size_t member) {
-    return std::string(1, char('A' + member % 26)) +
-           (member >= 26 ? std::to_string(member / 26) : std::string());
+    return std::string(1, char('A' + member));
 }
 
 double cpuSeconds() {

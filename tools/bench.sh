@@ -13,7 +13,7 @@ cd "$(dirname "$0")/.."
 all_rows="open,closed,skeleton,crush,reverb,delay,block1,instance"
 runs=5          # fresh processes per row
 rounds=9        # timed runs of every member inside one process
-seconds=3       # seconds of audio per timed run
+seconds=5       # seconds of audio per timed run
 rows=$all_rows
 readme=0
 build=build/release
@@ -35,7 +35,7 @@ the processing thread. Peers are installed from Debian when missing.
 EOF
 }
 
-command_line="tools/bench.sh $*"
+command_line="tools/bench.sh${*:+ $*}"
 while [ $# -gt 0 ]; do
   case "$1" in
     --runs) runs=$2; shift 2 ;;
@@ -218,7 +218,7 @@ if want instance; then
     row_values=$setchunk
     add_row "setChunk (ms)" "%.2f" 0.5 "cadenzoid-instance"
   else
-    skip_row "Resident memory per instance (MiB)" 10 "not available"
+    skip_row "Resident memory per instance, every lane closed (MiB)" 10 "not available"
     skip_row "Start-up (CPU ms)" 10 "not available"
     skip_row "setChunk (ms)" 0.5 "not available"
   fi

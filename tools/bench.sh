@@ -206,17 +206,25 @@ if want instance; then
     resident="" startup="" setchunk=""
     for ((i = 1; i <= runs; i++)); do
       out=$("$build/cadenzoid-instance" -p "$plugin" --preset "$states/all-lanes-closed.cdz" \
-        --rate "$rate" --tempo 120)
+        --rate "$rate" --tempo 120) || out=""
       resident+="$(sed -n 's/^resident MiB per instance: *//p' <<<"$out") "
       startup+="$(sed -n 's/^start-up CPU ms: *//p' <<<"$out") "
       setchunk+="$(sed -n 's/^setChunk ms: *//p' <<<"$out") "
     done
-    row_values=$resident
-    add_row "Resident memory per instance, every lane closed (MiB)" "%.1f" 10 "cadenzoid-instance, 120 bpm"
-    row_values=$startup
-    add_row "Start-up (CPU ms)" "%.1f" 10 "cadenzoid-instance"
-    row_values=$setchunk
-    add_row "setChunk (ms)" "%.2f" 0.5 "cadenzoid-instance"
+    # A row without a figure from every process says so rather than give a partial median.
+    instance_row() {
+      local values=$1 format=$2 target=$3 name=$4 detail=$5
+      if [ "$(wc -w <<<"$values")" -ne "$runs" ]; then
+        skip_row "$name" "$target" "cadenzoid-instance gave no figure"
+      else
+        row_values=$values
+        add_row "$name" "$format" "$target" "$detail"
+      fi
+    }
+    instance_row "$resident" "%.1f" 10 "Resident memory per instance, every lane closed (MiB)" \
+      "cadenzoid-instance, 120 bpm"
+    instance_row "$startup" "%.1f" 10 "Start-up (CPU ms)" "cadenzoid-instance"
+    instance_row "$setchunk" "%.2f" 0.5 "setChunk (ms)" "cadenzoid-instance"
   else
     skip_row "Resident memory per instance, every lane closed (MiB)" 10 "not available"
     skip_row "Start-up (CPU ms)" 10 "not available"

@@ -58,7 +58,8 @@ for f in "${files[@]}"; do
     continue
   fi
   i=$((i + 1))
-  printf '%s\t%s\t%s\n' "$f" "$work/$i.txt" "$cmd -fopt-info-vec-optimized-missed=$work/$i.txt"
+  printf '%s\t%s\t%s\n' "$f" "$work/$i.txt" \
+    "$cmd -fopt-info-vec-optimized-missed=$work/$i.txt; echo \$? >$work/$i.txt.status"
 done >"$work/jobs"
 
 echo "Compiling ${#files[@]} files with the vectoriser's report ($(nproc) at a time) ..." >&2
@@ -69,7 +70,11 @@ echo "Loops vectorised with the Release flags ($(c++ -dumpfullversion 2>/dev/nul
 total_vec=0
 total_missed=0
 while IFS=$'\t' read -r source report _; do
-  [ -e "$report" ] || { echo "$source: did not compile (build the tree to see why)"; continue; }
+  if [ "$(cat "$report.status" 2>/dev/null)" != 0 ]; then
+    echo "$source: did not compile (build the tree to see why)"
+    continue
+  fi
+  # g++ writes no report for a file in which it met no loop and no vectorisable code.
   [ -s "$report" ] || { echo "$source: no loops"; continue; }
   summary=$(awk -v root="$root/" -v listMissed="$missed" '
     function where(line,   parts) {

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 
 using namespace editortest;
 namespace fs = std::filesystem;
@@ -336,28 +337,20 @@ TEST(OptionMenu, SelectNeighbourWalksAcrossSubMenus) {
     MenuFixture f;
     MFOptionMenu* menu = f.addMenu(CRect(10, 10, 140, 25), mainStyle);
     menu->fillPresets(folder.path().c_str(), "cdz");
-    std::string name = "Empty";
+    std::string name;
     menu->setExternalName(&name);
-    std::string chosen;
-    ASSERT_TRUE(menu->selectNeighbour(true));
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "Pads/p1.cdz");
-    name = "p1";
-    ASSERT_TRUE(menu->selectNeighbour(true));
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "Pads/p2.cdz");
-    name = "p2";
-    menu->selectNeighbour(true);
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "a.cdz");
-    name = "a";
-    menu->selectNeighbour(true);
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "Pads/p1.cdz") << "wraps to the first file";
-    name = "p1";
-    menu->selectNeighbour(false);
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "a.cdz") << "and backwards to the last";
+    // The current name, the direction, and the file that follows.
+    const std::tuple<const char*, bool, const char*> steps[] = {
+        {"Empty", true, "Pads/p1.cdz"}, {"p1", true, "Pads/p2.cdz"}, {"p2", true, "a.cdz"},
+        {"a", true, "Pads/p1.cdz"},     {"p1", false, "a.cdz"},      {"Empty", false, "a.cdz"}};
+    for (const auto& [current, forward, expected] : steps) {
+        SCOPED_TRACE(std::string(current) + (forward ? " forwards" : " backwards"));
+        name = current;
+        ASSERT_TRUE(menu->selectNeighbour(forward));
+        std::string chosen;
+        menu->getCurrentPath(chosen, "cdz");
+        EXPECT_EQ(chosen, folder.path() + expected);
+    }
 
     MFOptionMenu* empty = f.addMenu(CRect(10, 40, 140, 55), browserStyle);
     empty->fillPresets((folder.path() + "none/").c_str(), "cdz");

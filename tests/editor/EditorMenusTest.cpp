@@ -305,15 +305,12 @@ TEST(EditorMenus, SelectFolderAndLoadPresetGoThroughTheDialog) {
 
     // Without any dialog program the three lines report it and change nothing.
     rig.dialog.available = false;
-    {
-        MessageRecorder notices;
-        for (float line : {0.0f, 1.0f, 2.0f}) {
-            menu->setValue(line);
-            rig.editor().valueChanged(menu);
-        }
+    const MessageCapture notices;
+    for (float line : {0.0f, 1.0f, 2.0f}) {
+        menu->setValue(line);
+        rig.editor().valueChanged(menu);
     }
-    EXPECT_EQ(MessageRecorder::texts(),
-              std::vector<std::string>(3, MFPresetManager::noDialogNotice));
+    EXPECT_EQ(notices.shown(), std::vector<std::string>(3, MFPresetManager::noDialogNotice));
     EXPECT_EQ(browser->getFolder(), second.path());
     EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "Other");
     EXPECT_TRUE(fs::is_empty(first.root));

@@ -5,7 +5,7 @@
 #include "editor/MFUniClientEditor.h"
 #include "editor/controls/MFFrame.h"
 #include "engine/MFUniClient.h"
-#include "platform/MFMessageService.h"
+#include "presets/PresetTestSupport.h"
 #include "support/FakeHost.h"
 
 #include <cstdlib>
@@ -107,20 +107,6 @@ struct TempFolder {
     std::filesystem::path root;
 };
 
-// Collects the modal messages shown while it lives, instead of showing them.
-struct MessageRecorder {
-    MessageRecorder() {
-        texts().clear();
-        MFMessageService::setHandler([](MFMessageService::Kind, const char* text) {
-            texts().emplace_back(text);
-            return false;
-        });
-    }
-    ~MessageRecorder() { MFMessageService::setHandler(nullptr); }
-    static std::vector<std::string>& texts() {
-        static std::vector<std::string> shown;
-        return shown;
-    }
-};
+using presettest::MessageCapture;
 
 } // namespace editortest

@@ -255,12 +255,10 @@ TEST(ZoneView, ADeleteRefusedByABusyLaneIsFinishedByTheIdle) {
     EditorRig rig;
     rig.paint(filter, 2, 4);
     rig.lane(filter).setBusy(true);
-    {
-        MessageRecorder messages;
-        rig.press(filter, 3, cbutton::right);
-    }
-    ASSERT_EQ(MessageRecorder::texts().size(), 1u);
-    EXPECT_EQ(MessageRecorder::texts()[0], "Can't delete Zone. Reduce CPU Usage and try again.");
+    const MessageCapture messages;
+    rig.press(filter, 3, cbutton::right);
+    EXPECT_EQ(messages.shown(),
+              std::vector<std::string>{"Can't delete Zone. Reduce CPU Usage and try again."});
     EXPECT_EQ(rig.lane(filter).zoneCount(), 1);
     EXPECT_TRUE(rig.spans(filter).empty());
 

@@ -4,6 +4,7 @@
 // event rows, and a drawn table heard moving its knob in the plug-in's audio.
 
 #include "PluginEditorRig.h"
+#include "pattern/PatternTestSupport.h"
 
 #include "editor/MFUniClientEditor.h"
 #include "editor/toolkit/CFontDesc.h"
@@ -589,9 +590,7 @@ TEST(TableView, ADrawnTableDrivesItsKnobInTheAudio) {
     MFUniClient& p = rig.plugin();
     MFZoneHandlerContainer<MFFloatZoneHandler>& lane = p.getLane(filter).zones;
     lane.clearZones(false);
-    MFZone* zone = lane.createZone(0);
-    zone->setRange(0, 31);
-    ASSERT_TRUE(lane.addZone(zone));
+    paint(lane, 0, 31);
 
     const auto at = [](int32_t step, int32_t y) { return CPoint(185 + 18 * step + 9, y); };
     const int32_t low = 396 - 5, high = 396 - 46; // about 0.1 and 0.9

@@ -3,6 +3,7 @@
 // lane, and a painted zone heard in the audio right after.
 
 #include "PluginEditorRig.h"
+#include "pattern/PatternTestSupport.h"
 
 #include "editor/MFUniClientEditor.h"
 #include "editor/views/MFZoneView.h"
@@ -59,11 +60,7 @@ struct EditorRig : PluginWithEditor {
         frame().onMouseUp(at(effect, step), 0);
         editor().idle();
     }
-    void paint(int32_t effect, int32_t start, int32_t end) {
-        MFZone* zone = lane(effect).createZone(0);
-        zone->setRange(start, end);
-        ASSERT_TRUE(lane(effect).addZone(zone));
-    }
+    void paint(int32_t effect, int32_t start, int32_t end) { ::paint(lane(effect), start, end); }
     // The zones of a lane as start, end pairs in list order.
     std::vector<std::pair<int32_t, int32_t>> spans(int32_t effect) {
         std::vector<std::pair<int32_t, int32_t>> out;
@@ -320,11 +317,7 @@ struct CellRig {
         strip->forget();
         fixture.frame->addView(view);
     }
-    void paint(int32_t start, int32_t end) {
-        MFZone* z = handler.createZone(0);
-        z->setRange(start, end);
-        ASSERT_TRUE(handler.addZone(z));
-    }
+    void paint(int32_t start, int32_t end) { ::paint(handler, start, end); }
     // The strip row drawn on a step, or -1 where nothing was.
     int row(int32_t step) const { return numberedRow(fixture.pixel(18 * step + 9, 18)); }
 

@@ -1,5 +1,5 @@
-// The option menu: preset browsers on real folders, the open panel's geometry in the frame,
-// its modal mouse handling and the stepping through lines.
+// The option menu: preset browsers on real folders (the user's and the factory's), the open
+// panel's geometry in the frame, its modal mouse handling and the stepping through lines.
 #include "PluginEditorRig.h"
 
 #include "editor/controls/MFButton.h"
@@ -390,4 +390,36 @@ TEST(OptionMenu, RowModeListShowsItsRowAndOpensAsThePicture) {
     f.idle();
     // The bound float has not followed (no plug-in here): the idle brings the row back.
     EXPECT_EQ(menu->getValue(), 4.0f);
+}
+
+// A browser over the user's folder and the read-only factory content shows one tree, the
+// user's file winning over a factory file of the same name, and each chosen line arrives as
+// the path of the file it stands for, in whichever folder that lies.
+TEST(OptionMenu, FactoryAndUserFilesShowAsOneTreeAndOpenFromTheirOwnFolder) {
+    TempFolder roots;
+    for (const char* name :
+         {"factory/Grooves/Dub Echo.cdz", "factory/Grooves/Half Time.cdz", "factory/Break Mix.cdz",
+          "user/Grooves/Half Time.cdz", "user/Mine/Sketch.cdz"})
+        roots.file(name);
+    const std::string factory = roots.path() + "factory/", user = roots.path() + "user/";
+    MenuFixture f(CRect(0, 0, 500, 300));
+    MFOptionMenu* menu = f.addMenu(CRect(10, 10, 140, 28), mainStyle, 117);
+    menu->setFactoryFolder(factory.c_str());
+    menu->fillPresets(user.c_str(), "cdz");
+    ASSERT_EQ(f.titles(*menu), (std::vector<std::string>{"Save Preset", "--Presets--", "Grooves",
+                                                         "Mine", "Break Mix"}));
+    std::string chosen;
+    menu->setValue(4.0f);
+    ASSERT_TRUE(menu->getCurrentPath(chosen, "cdz"));
+    EXPECT_EQ(chosen, factory + "Break Mix.cdz");
+
+    MFOptionMenu* grooves = menu->getSubMenu(2);
+    ASSERT_NE(grooves, nullptr);
+    ASSERT_EQ(f.titles(*grooves), (std::vector<std::string>{"Dub Echo", "Half Time"}));
+    grooves->setValue(0.0f);
+    ASSERT_TRUE(grooves->getCurrentPath(chosen, "cdz"));
+    EXPECT_EQ(chosen, factory + "Grooves/Dub Echo.cdz");
+    grooves->setValue(1.0f);
+    ASSERT_TRUE(grooves->getCurrentPath(chosen, "cdz"));
+    EXPECT_EQ(chosen, user + "Grooves/Half Time.cdz") << "the user's file wins";
 }

@@ -127,12 +127,11 @@ TEST(EditorMenus, LearnPopupArmsAndClearsTheKnobsController) {
 // controllers of the table's other steps stay, and the new one moves only its own step.
 TEST(EditorMenus, ARightClickOnATableStepLearnsThatStepAlone) {
     constexpr int32_t filterPage = 9, step = 5, otherStep = 4;
-    constexpr float pageScale = 0.071428575f;
     EditorRig rig;
     rig.editor().openHeadless();
     rig.plugin().setSampleRate(44100.0f);
     rig.plugin().resume();
-    rig.plugin().setParameter(320, float(filterPage) * pageScale);
+    rig.showPage(filterPage);
     rig.idle();
     const int32_t tableTag = mflane::tags[mflane::filter].tableA;
     MFMidiInput& midi = rig.plugin().getMidiInput();

@@ -38,6 +38,8 @@ struct PluginWithEditor {
         frame().onMouseUp(where, buttons);
     }
     float raw(int32_t tag) { return plugin().getRegistry().rawValue(tag); }
+    // Chooses an effect's page as the effect column does (the Filter's is 9).
+    void showPage(int32_t page) { plugin().setParameter(320, float(page) * 0.071428575f); }
     uint32_t pixel(int x, int y) { return pixelAt(frame().getBackBuffer(), x, y); }
 
     FakeHost host;

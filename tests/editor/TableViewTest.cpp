@@ -523,14 +523,12 @@ TEST(TableView, EventRowsAreChosenByHeightAndOnlyThatRowChanges) {
 namespace {
 
 constexpr int32_t filter = mflane::filter;
-constexpr float pageScale = 0.071428575f;
-constexpr int32_t filterPage = 9;
 
 // The plug-in with its editor open headless on the Filter's page.
 struct EditorRig : PluginWithEditor {
     EditorRig() {
         editor().openHeadless();
-        plugin().setParameter(320, float(filterPage) * pageScale);
+        showPage(9);
         editor().idle();
     }
 };

@@ -127,12 +127,11 @@ TEST(EditorMenus, LearnPopupArmsAndClearsTheKnobsController) {
 // controllers of the table's other steps stay, and the new one moves only its own step.
 TEST(EditorMenus, ARightClickOnATableStepLearnsThatStepAlone) {
     constexpr int32_t filterPage = 9, step = 5, otherStep = 4;
-    constexpr float pageScale = 0.071428575f;
     EditorRig rig;
     rig.editor().openHeadless();
     rig.plugin().setSampleRate(44100.0f);
     rig.plugin().resume();
-    rig.plugin().setParameter(320, float(filterPage) * pageScale);
+    rig.showPage(filterPage);
     rig.idle();
     const int32_t tableTag = mflane::tags[mflane::filter].tableA;
     MFMidiInput& midi = rig.plugin().getMidiInput();
@@ -305,15 +304,12 @@ TEST(EditorMenus, SelectFolderAndLoadPresetGoThroughTheDialog) {
 
     // Without any dialog program the three lines report it and change nothing.
     rig.dialog.available = false;
-    {
-        MessageRecorder notices;
-        for (float line : {0.0f, 1.0f, 2.0f}) {
-            menu->setValue(line);
-            rig.editor().valueChanged(menu);
-        }
+    const MessageCapture notices;
+    for (float line : {0.0f, 1.0f, 2.0f}) {
+        menu->setValue(line);
+        rig.editor().valueChanged(menu);
     }
-    EXPECT_EQ(MessageRecorder::texts(),
-              std::vector<std::string>(3, MFPresetManager::noDialogNotice));
+    EXPECT_EQ(notices.shown(), std::vector<std::string>(3, MFPresetManager::noDialogNotice));
     EXPECT_EQ(browser->getFolder(), second.path());
     EXPECT_EQ(rig.plugin().getPresetNames()[reverbCategory], "Other");
     EXPECT_TRUE(fs::is_empty(first.root));

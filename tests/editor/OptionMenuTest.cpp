@@ -1,5 +1,5 @@
-// The option menu: preset browsers on real folders, the open panel's geometry in the frame,
-// its modal mouse handling and the stepping through lines.
+// The option menu: preset browsers on real folders (the user's and the factory's), the open
+// panel's geometry in the frame, its modal mouse handling and the stepping through lines.
 #include "PluginEditorRig.h"
 
 #include "editor/controls/MFButton.h"
@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 
 using namespace editortest;
 namespace fs = std::filesystem;
@@ -336,28 +337,20 @@ TEST(OptionMenu, SelectNeighbourWalksAcrossSubMenus) {
     MenuFixture f;
     MFOptionMenu* menu = f.addMenu(CRect(10, 10, 140, 25), mainStyle);
     menu->fillPresets(folder.path().c_str(), "cdz");
-    std::string name = "Empty";
+    std::string name;
     menu->setExternalName(&name);
-    std::string chosen;
-    ASSERT_TRUE(menu->selectNeighbour(true));
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "Pads/p1.cdz");
-    name = "p1";
-    ASSERT_TRUE(menu->selectNeighbour(true));
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "Pads/p2.cdz");
-    name = "p2";
-    menu->selectNeighbour(true);
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "a.cdz");
-    name = "a";
-    menu->selectNeighbour(true);
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "Pads/p1.cdz") << "wraps to the first file";
-    name = "p1";
-    menu->selectNeighbour(false);
-    menu->getCurrentPath(chosen, "cdz");
-    EXPECT_EQ(chosen, folder.path() + "a.cdz") << "and backwards to the last";
+    // The current name, the direction, and the file that follows.
+    const std::tuple<const char*, bool, const char*> steps[] = {
+        {"Empty", true, "Pads/p1.cdz"}, {"p1", true, "Pads/p2.cdz"}, {"p2", true, "a.cdz"},
+        {"a", true, "Pads/p1.cdz"},     {"p1", false, "a.cdz"},      {"Empty", false, "a.cdz"}};
+    for (const auto& [current, forward, expected] : steps) {
+        SCOPED_TRACE(std::string(current) + (forward ? " forwards" : " backwards"));
+        name = current;
+        ASSERT_TRUE(menu->selectNeighbour(forward));
+        std::string chosen;
+        menu->getCurrentPath(chosen, "cdz");
+        EXPECT_EQ(chosen, folder.path() + expected);
+    }
 
     MFOptionMenu* empty = f.addMenu(CRect(10, 40, 140, 55), browserStyle);
     empty->fillPresets((folder.path() + "none/").c_str(), "cdz");
@@ -397,4 +390,36 @@ TEST(OptionMenu, RowModeListShowsItsRowAndOpensAsThePicture) {
     f.idle();
     // The bound float has not followed (no plug-in here): the idle brings the row back.
     EXPECT_EQ(menu->getValue(), 4.0f);
+}
+
+// A browser over the user's folder and the read-only factory content shows one tree, the
+// user's file winning over a factory file of the same name, and each chosen line arrives as
+// the path of the file it stands for, in whichever folder that lies.
+TEST(OptionMenu, FactoryAndUserFilesShowAsOneTreeAndOpenFromTheirOwnFolder) {
+    TempFolder roots;
+    for (const char* name :
+         {"factory/Grooves/Dub Echo.cdz", "factory/Grooves/Half Time.cdz", "factory/Break Mix.cdz",
+          "user/Grooves/Half Time.cdz", "user/Mine/Sketch.cdz"})
+        roots.file(name);
+    const std::string factory = roots.path() + "factory/", user = roots.path() + "user/";
+    MenuFixture f(CRect(0, 0, 500, 300));
+    MFOptionMenu* menu = f.addMenu(CRect(10, 10, 140, 28), mainStyle, 117);
+    menu->setFactoryFolder(factory.c_str());
+    menu->fillPresets(user.c_str(), "cdz");
+    ASSERT_EQ(f.titles(*menu), (std::vector<std::string>{"Save Preset", "--Presets--", "Grooves",
+                                                         "Mine", "Break Mix"}));
+    std::string chosen;
+    menu->setValue(4.0f);
+    ASSERT_TRUE(menu->getCurrentPath(chosen, "cdz"));
+    EXPECT_EQ(chosen, factory + "Break Mix.cdz");
+
+    MFOptionMenu* grooves = menu->getSubMenu(2);
+    ASSERT_NE(grooves, nullptr);
+    ASSERT_EQ(f.titles(*grooves), (std::vector<std::string>{"Dub Echo", "Half Time"}));
+    grooves->setValue(0.0f);
+    ASSERT_TRUE(grooves->getCurrentPath(chosen, "cdz"));
+    EXPECT_EQ(chosen, factory + "Grooves/Dub Echo.cdz");
+    grooves->setValue(1.0f);
+    ASSERT_TRUE(grooves->getCurrentPath(chosen, "cdz"));
+    EXPECT_EQ(chosen, user + "Grooves/Half Time.cdz") << "the user's file wins";
 }

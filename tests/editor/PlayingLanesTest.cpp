@@ -4,6 +4,7 @@
 
 #include "EditorTestSupport.h"
 #include "SkinPixels.h"
+#include "pattern/PatternTestSupport.h"
 
 #include "editor/MFUniClientEditor.h"
 #include "editor/controls/MFDisplay.h"
@@ -78,10 +79,7 @@ struct PlayingRig {
     MFUniClientEditor& editor() { return *static_cast<MFUniClientEditor*>(client->getEditor()); }
 
     void paint(int32_t lane, int32_t first, int32_t last) {
-        auto& zones = client->getLane(lane).zones;
-        MFZone* zone = zones.createZone(0);
-        zone->setRange(first, last);
-        ASSERT_TRUE(zones.addZone(zone));
+        ::paint(client->getLane(lane).zones, first, last);
     }
 
     // Runs n frames of a quiet signal in blocks of one tick.

@@ -3,7 +3,8 @@
 // random fill, the ruler's labels, the idle that redraws only on a change, the Stutter's
 // event rows, and a drawn table heard moving its knob in the plug-in's audio.
 
-#include "EditorTestSupport.h"
+#include "PluginEditorRig.h"
+#include "pattern/PatternTestSupport.h"
 
 #include "editor/MFUniClientEditor.h"
 #include "editor/toolkit/CFontDesc.h"
@@ -521,33 +522,16 @@ TEST(TableView, EventRowsAreChosenByHeightAndOnlyThatRowChanges) {
 
 namespace {
 
-constexpr float rate = 48000.0f;
-constexpr int64_t stepSamples = 6000; // a sixteenth at 120 bpm and 48 kHz
 constexpr int32_t filter = mflane::filter;
-constexpr float pageScale = 0.071428575f;
-constexpr int32_t filterPage = 9;
 
-struct EditorRig {
+// The plug-in with its editor open headless on the Filter's page.
+struct EditorRig : PluginWithEditor {
     EditorRig() {
-        plugin = new MFUniClient(FakeHost::callback(), &MFUniClientEditor::create);
-        host.attach(plugin);
         editor().openHeadless();
-        plugin->setParameter(320, float(filterPage) * pageScale);
+        showPage(9);
         editor().idle();
     }
-    MFUniClientEditor& editor() { return *static_cast<MFUniClientEditor*>(plugin->getEditor()); }
-    MFFrame& frame() { return *editor().getFrame(); }
-    FakeHost host;
-    MFUniClient* plugin;
 };
-
-float noiseAt(int64_t sample) {
-    uint32_t x = uint32_t(sample) * 2654435761u + 12345u;
-    x ^= x >> 15;
-    x *= 2246822519u;
-    x ^= x >> 13;
-    return 0.5f * (float(x) * (2.0f / 4294967296.0f) - 1.0f);
-}
 
 } // namespace
 
@@ -561,8 +545,8 @@ TEST(TableView, TheEditorPlacesEveryTableOnItsPage) {
         auto* b = dynamic_cast<MFTableView*>(rig.editor().findControl(t.tableB));
         ASSERT_NE(a, nullptr) << t.name;
         ASSERT_NE(b, nullptr) << t.name;
-        EXPECT_EQ(a->getTable(), &rig.plugin->getLane(lane).tableA) << t.name;
-        EXPECT_EQ(b->getTable(), &rig.plugin->getLane(lane).tableB) << t.name;
+        EXPECT_EQ(a->getTable(), &rig.plugin().getLane(lane).tableA) << t.name;
+        EXPECT_EQ(b->getTable(), &rig.plugin().getLane(lane).tableB) << t.name;
         EXPECT_EQ(a->getPageBit(), t.tablePageA) << t.name;
         EXPECT_EQ(b->getPageBit(), t.tablePageB) << t.name;
         EXPECT_EQ(a->getViewSize(), CRect(185, 345, 761, 396));
@@ -573,7 +557,7 @@ TEST(TableView, TheEditorPlacesEveryTableOnItsPage) {
     for (int32_t e = 0; e < 2; ++e) {
         auto* v = dynamic_cast<MFEventTableView*>(rig.editor().findControl(e == 0 ? 292 : 297));
         ASSERT_NE(v, nullptr);
-        EXPECT_EQ(v->getTable(), &rig.plugin->getEventTable(e));
+        EXPECT_EQ(v->getTable(), &rig.plugin().getEventTable(e));
         EXPECT_EQ(v->getPageBit(), 7);
     }
 }
@@ -590,7 +574,7 @@ TEST(TableView, TheEditorsIdleWithNothingChangedDrawsNoTable) {
     EXPECT_EQ(view->getDrawCount(), drawn);
     EXPECT_EQ(rig.frame().getDrawPassCount(), passes);
     // The random button goes through the plug-in; the table shows it at the next idle.
-    rig.plugin->getLane(filter).tableA.random();
+    rig.plugin().getLane(filter).tableA.random();
     rig.editor().idle();
     EXPECT_EQ(view->getDrawCount(), drawn + 1);
 }
@@ -601,12 +585,10 @@ TEST(TableView, TheEditorsIdleWithNothingChangedDrawsNoTable) {
 // through far less of the white noise in the low half than in the high half.
 TEST(TableView, ADrawnTableDrivesItsKnobInTheAudio) {
     EditorRig rig;
-    MFUniClient& p = *rig.plugin;
+    MFUniClient& p = rig.plugin();
     MFZoneHandlerContainer<MFFloatZoneHandler>& lane = p.getLane(filter).zones;
     lane.clearZones(false);
-    MFZone* zone = lane.createZone(0);
-    zone->setRange(0, 31);
-    ASSERT_TRUE(lane.addZone(zone));
+    paint(lane, 0, 31);
 
     const auto at = [](int32_t step, int32_t y) { return CPoint(185 + 18 * step + 9, y); };
     const int32_t low = 396 - 5, high = 396 - 46; // about 0.1 and 0.9
@@ -621,35 +603,17 @@ TEST(TableView, ADrawnTableDrivesItsKnobInTheAudio) {
     EXPECT_NEAR(table.normalisedAt(3.0f), 5.0f / 51.0f, 1e-6f);
     EXPECT_NEAR(table.normalisedAt(20.0f), 46.0f / 51.0f, 1e-6f);
 
-    p.setSampleRate(rate);
-    p.setParameter(1, 0.5f); // "masterlevel": unity
-    p.resume();
-    rig.host.setPlaying(0.0, 120.0);
-    p.setParameter(499, 0.15f);                       // "Tempo": four steps per beat
-    p.setParameter(501, 0.0f);                        // position by the host's song position
-    p.setParameter(49, 1.0f);                         // "FilterMix"
     p.setParameter(469, 0.5f);                        // "classicfiltertyp_": low-pass
     p.setParameter(mflane::tags[filter].listA, 0.3f); // table A drives row 2, "FilterCutoff"
-
-    constexpr int block = 256;
-    std::vector<float> l(block), r(block), ol(block), orr(block), out;
+    constexpr int64_t stepSamples = noiseStepSamples;
     std::vector<float> cutoffAtStep(steps, -1.0f);
-    int64_t sample = 0;
-    while (sample < steps * stepSamples) {
-        for (int k = 0; k < block; ++k)
-            l[std::size_t(k)] = r[std::size_t(k)] = noiseAt(sample + k);
-        float* in[2] = {l.data(), r.data()};
-        float* o[2] = {ol.data(), orr.data()};
-        p.processReplacing(in, o, block);
-        out.insert(out.end(), ol.begin(), ol.end());
-        rig.host.advance(block, rate);
-        sample += block;
+    const std::vector<float> out = playNoise(rig, steps * stepSamples, [&](int64_t sample) {
         // The knob's value in the middle of each step.
         const int64_t step = sample / stepSamples;
         if (step < steps && sample % stepSamples >= stepSamples / 2 &&
             cutoffAtStep[std::size_t(step)] < 0.0f)
             cutoffAtStep[std::size_t(step)] = p.getRegistry().raw(44).load();
-    }
+    });
     for (int32_t s = 1; s < steps; ++s)
         EXPECT_NEAR(cutoffAtStep[std::size_t(s)], table.normalisedAt(float(s)), 1e-4f)
             << "step " << s;

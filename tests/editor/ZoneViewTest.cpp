@@ -3,6 +3,7 @@
 // lane, and a painted zone heard in the audio right after.
 
 #include "PluginEditorRig.h"
+#include "pattern/PatternTestSupport.h"
 
 #include "editor/MFUniClientEditor.h"
 #include "editor/views/MFZoneView.h"
@@ -59,11 +60,7 @@ struct EditorRig : PluginWithEditor {
         frame().onMouseUp(at(effect, step), 0);
         editor().idle();
     }
-    void paint(int32_t effect, int32_t start, int32_t end) {
-        MFZone* zone = lane(effect).createZone(0);
-        zone->setRange(start, end);
-        ASSERT_TRUE(lane(effect).addZone(zone));
-    }
+    void paint(int32_t effect, int32_t start, int32_t end) { ::paint(lane(effect), start, end); }
     // The zones of a lane as start, end pairs in list order.
     std::vector<std::pair<int32_t, int32_t>> spans(int32_t effect) {
         std::vector<std::pair<int32_t, int32_t>> out;
@@ -76,6 +73,7 @@ struct EditorRig : PluginWithEditor {
 
 using Spans = std::vector<std::pair<int32_t, int32_t>>;
 constexpr int32_t filter = mflane::filter;
+constexpr int64_t stepSamples = noiseStepSamples;
 
 } // namespace
 
@@ -254,12 +252,10 @@ TEST(ZoneView, ADeleteRefusedByABusyLaneIsFinishedByTheIdle) {
     EditorRig rig;
     rig.paint(filter, 2, 4);
     rig.lane(filter).setBusy(true);
-    {
-        MessageRecorder messages;
-        rig.press(filter, 3, cbutton::right);
-    }
-    ASSERT_EQ(MessageRecorder::texts().size(), 1u);
-    EXPECT_EQ(MessageRecorder::texts()[0], "Can't delete Zone. Reduce CPU Usage and try again.");
+    const MessageCapture messages;
+    rig.press(filter, 3, cbutton::right);
+    EXPECT_EQ(messages.shown(),
+              std::vector<std::string>{"Can't delete Zone. Reduce CPU Usage and try again."});
     EXPECT_EQ(rig.lane(filter).zoneCount(), 1);
     EXPECT_TRUE(rig.spans(filter).empty());
 
@@ -321,11 +317,7 @@ struct CellRig {
         strip->forget();
         fixture.frame->addView(view);
     }
-    void paint(int32_t start, int32_t end) {
-        MFZone* z = handler.createZone(0);
-        z->setRange(start, end);
-        ASSERT_TRUE(handler.addZone(z));
-    }
+    void paint(int32_t start, int32_t end) { ::paint(handler, start, end); }
     // The strip row drawn on a step, or -1 where nothing was.
     int row(int32_t step) const { return numberedRow(fixture.pixel(18 * step + 9, 18)); }
 
@@ -410,45 +402,6 @@ TEST(ZoneView, DropPreviewFitsTheFreeRangeAndCommits) {
 
 namespace {
 
-constexpr float rate = 48000.0f;
-constexpr int64_t stepSamples = 6000; // a sixteenth at 120 bpm and 48 kHz
-
-float noiseAt(int64_t sample) {
-    uint32_t x = uint32_t(sample) * 2654435761u + 12345u;
-    x ^= x >> 15;
-    x *= 2246822519u;
-    x ^= x >> 13;
-    return 0.5f * (float(x) * (2.0f / 4294967296.0f) - 1.0f);
-}
-
-// Runs ten steps of noise through the plug-in at 120 bpm in sixteenth steps with a dark,
-// fully wet filter, and returns the left output.
-std::vector<float> render(EditorRig& rig) {
-    MFUniClient& p = rig.plugin();
-    p.setSampleRate(rate);
-    p.setParameter(1, 0.5f); // "masterlevel": unity
-    p.resume();
-    rig.host.setPlaying(0.0, 120.0);
-    p.setParameter(499, 0.15f); // "Tempo": four steps per beat
-    p.setParameter(501, 0.0f);  // position by the host's song position
-    p.setParameter(44, 0.2f);   // "FilterCutoff"
-    p.setParameter(49, 1.0f);   // "FilterMix"
-    constexpr int block = 256;
-    std::vector<float> l(block), r(block), ol(block), orr(block), out;
-    int64_t sample = 0;
-    while (sample < 10 * stepSamples) {
-        for (int k = 0; k < block; ++k)
-            l[std::size_t(k)] = r[std::size_t(k)] = noiseAt(sample + k);
-        float* in[2] = {l.data(), r.data()};
-        float* o[2] = {ol.data(), orr.data()};
-        p.processReplacing(in, o, block);
-        out.insert(out.end(), ol.begin(), ol.end());
-        rig.host.advance(block, rate);
-        sample += block;
-    }
-    return out;
-}
-
 bool containsWords(const void* data, int32_t bytes, const std::vector<uint32_t>& words) {
     const std::size_t length = words.size() * sizeof(uint32_t);
     const auto* b = static_cast<const unsigned char*>(data);
@@ -478,8 +431,11 @@ TEST(ZoneView, APaintedZoneIsSavedAndGatesItsEffect) {
     bytes = plain.plugin().getChunk(&data, false);
     EXPECT_FALSE(containsWords(data, bytes, body));
 
-    const std::vector<float> withZone = render(painted);
-    const std::vector<float> without = render(plain);
+    // Ten steps through a dark filter.
+    painted.plugin().setParameter(44, 0.2f); // "FilterCutoff"
+    plain.plugin().setParameter(44, 0.2f);
+    const std::vector<float> withZone = playNoise(painted, 10 * stepSamples);
+    const std::vector<float> without = playNoise(plain, 10 * stepSamples);
     ASSERT_EQ(withZone.size(), without.size());
     std::vector<float> difference(withZone.size());
     for (std::size_t i = 0; i < withZone.size(); ++i)

@@ -3,6 +3,7 @@
 #include "engine/MFLaneTags.h"
 #include "engine/MFUniClient.h"
 #include "pattern/MFZone.h"
+#include "pattern/PatternTestSupport.h"
 #include "presets/MFPresetCategory.h"
 #include "presets/PresetTestSupport.h"
 #include "support/FakeHost.h"
@@ -57,10 +58,7 @@ std::vector<uint8_t> effectOverDefault(const fs::path& preset, const MFPresetCat
         return {};
     MFFloatZoneHandler* handler = client->getLane(lane).zones.handler(0);
     handler->clearZones(false);
-    MFZone* zone = handler->createZone(0);
-    zone->start = 0;
-    zone->end = 31;
-    EXPECT_TRUE(handler->addZone(zone));
+    paint(*handler, 0, 31);
     void* data = nullptr;
     const int32_t size = client->getChunk(&data, false);
     const auto* bytes = static_cast<const uint8_t*>(data);

@@ -101,7 +101,7 @@ TEST_F(PluginAbi, AsksForTimeOncePerBlockWithTheMaskAndForMidiOnResume) {
     EXPECT_EQ(host.lastTimeInfoMask, 0x1E02);
 }
 
-TEST_F(PluginAbi, OutputDoesNotDependOnHostSlicingOrInPlaceProcessing) {
+TEST_F(PluginAbi, OutputDoesNotDependOnInPlaceProcessing) {
     const std::size_t n = 20000;
     const std::vector<float> l = testSignal(n, 1), r = testSignal(n, 2);
     auto render = [&](auto configure) {
@@ -115,16 +115,13 @@ TEST_F(PluginAbi, OutputDoesNotDependOnHostSlicingOrInPlaceProcessing) {
         both.insert(both.end(), orr.begin(), orr.end());
         return both;
     };
+    // Blocks of one sample and of random sizes are the factory renders' test; here in place.
     const auto reference = render([](PluginHost& h) { h.setBlockSize(4096); });
-    const auto single = render([](PluginHost& h) { h.setBlockSize(1); });
-    const auto ragged = render([](PluginHost& h) { h.setRandomBlocks(7); });
     const auto inPlace = render([](PluginHost& h) {
         h.setBlockSize(333);
         h.setInPlace(true);
     });
     // Bit-identical: the chain sees different run lengths, but every sample's path is the same.
-    EXPECT_EQ(single, reference);
-    EXPECT_EQ(ragged, reference);
     EXPECT_EQ(inPlace, reference);
     // And the output is not silence: in place must not wipe the input before it is read.
     double energy = 0.0;

@@ -1,10 +1,13 @@
 // Renders of the factory content through the plug-in library must not depend on what
 // the host did before playback (stopped blocks, an earlier export) nor on how it slices
-// its blocks: bit for bit, not within a tolerance.
+// its blocks: bit for bit, not within a tolerance. And the content must leave headroom.
 
 #include "plugin/FactoryRenders.h"
+#include "support/SignalMeasure.h"
 
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 namespace {
 
@@ -69,6 +72,31 @@ TEST(RepeatableRender, AHostLoopFromMidSongAndNoteModeIgnorePrerollAndSlicing) {
     other = held;
     other.prerollBlocks = 45, other.prerollSize = 37, other.blockSize = 0;
     expectWholeStatesAlike(held, other);
+}
+
+// No preset takes the built-in drum loop (whose own peak is -1.9 dBFS through the plug-in)
+// above -1 dBFS anywhere in its four bars.
+TEST(FactoryLevels, NoPresetTakesTheLoopAboveMinusOneDbfs) {
+    constexpr double ceilingDbfs = -1.0;
+    factory::Render how;
+    how.seconds = 8.0; // the whole loop: four bars at 120 bpm
+    how.blockSize = 512;
+    // A held key runs the note-mode presets; the others play pattern 0 as without it.
+    how.holdNote = true;
+    for (const factory::State& state : factory::allStates()) {
+        std::vector<float> rates = {44100.0f};
+        // The whole states at 48 kHz as well, where the Filter's top octave lies higher.
+        if (state.name.rfind("Presets/", 0) == 0)
+            rates.push_back(48000.0f);
+        for (float rate : rates) {
+            how.rate = rate;
+            const std::vector<float> out = factory::render(state, how);
+            const double peak =
+                20.0 * std::log10(double(signal::peak(out.data(), out.size())) + 1e-30);
+            EXPECT_LE(peak, ceilingDbfs) << state.name << " at " << rate << " Hz";
+            RecordProperty(state.name + " @" + std::to_string(int(rate)), std::to_string(peak));
+        }
+    }
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/MFMessageService.h"
+#include "support/ScopedEnv.h"
 
 #include <bit>
 #include <cstdint>
@@ -168,32 +169,6 @@ private:
     }
 };
 
-// Sets an environment variable for the scope and restores the old value afterwards.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* variable, const char* value) : name(variable) {
-        const char* old = std::getenv(variable);
-        hadValue = old != nullptr;
-        if (old)
-            previous = old;
-        if (value)
-            ::setenv(variable, value, 1);
-        else
-            ::unsetenv(variable);
-    }
-    ~ScopedEnv() {
-        if (hadValue)
-            ::setenv(name.c_str(), previous.c_str(), 1);
-        else
-            ::unsetenv(name.c_str());
-    }
-    ScopedEnv(const ScopedEnv&) = delete;
-    ScopedEnv& operator=(const ScopedEnv&) = delete;
-
-private:
-    std::string name;
-    std::string previous;
-    bool hadValue = false;
-};
+using ::ScopedEnv;
 
 } // namespace presettest

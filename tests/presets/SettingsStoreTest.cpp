@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <dirent.h>
+#include <memory>
 #include <sys/inotify.h>
 
 using presettest::MessageCapture;
@@ -280,28 +281,45 @@ protected:
         auto categories = MFPresetCategory::makeList();
         return MFSettingsStartup::run(store, product, categories, "/usr/lib/vst", contentRoot);
     }
-    std::string value(const char* name) {
-        MFSettingsStore store(temp.base());
-        store.open(product);
-        return stringOf(store, name);
+    // The store as the next start finds it.
+    std::unique_ptr<MFSettingsStore> store() {
+        auto opened = std::make_unique<MFSettingsStore>(temp.base());
+        opened->open(product);
+        return opened;
     }
+    std::string value(const char* name) { return stringOf(*store(), name); }
     int32_t integer(const char* name) {
-        MFSettingsStore store(temp.base());
-        store.open(product);
         int32_t v = -12345;
-        store.getInteger(name, v);
+        store()->getInteger(name, v);
         return v;
     }
-    void set(const char* name, const char* text) {
-        MFSettingsStore store(temp.base());
-        store.open(product);
-        store.setString(name, text);
-    }
+    void set(const char* name, const char* text) { store()->setString(name, text); }
     TempFolder temp;
 };
 
-TEST_F(SettingsStartup, FirstStartWithoutContentPathUsesTheDataFolder) {
+// The first start sets some 35 values; each rewrite costs an fsync and a rename, so the
+// whole step must reach the disk as one replacement of the file.
+TEST_F(SettingsStartup, FirstStartUsesTheDataFolderAndWritesTheFileOnce) {
+    const std::string folder = temp.folder("Maple Forge/Cadenzoid");
+    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(watch, 0);
+    ASSERT_GE(::inotify_add_watch(watch, folder.c_str(), IN_MOVED_TO | IN_CLOSE_WRITE), 0);
     const auto switches = start();
+    int replacements = 0, writes = 0;
+    alignas(inotify_event) char buffer[16384];
+    for (ssize_t got; (got = ::read(watch, buffer, sizeof buffer)) > 0;) {
+        for (ssize_t p = 0; p < got;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(buffer + p);
+            replacements += (event->mask & IN_MOVED_TO) && event->len &&
+                            std::strcmp(event->name, "settings") == 0;
+            writes += (event->mask & IN_CLOSE_WRITE) != 0;
+            p += ssize_t(sizeof(inotify_event) + event->len);
+        }
+    }
+    ::close(watch);
+    EXPECT_EQ(replacements, 1);
+    EXPECT_EQ(writes, 1);
+
     EXPECT_EQ(switches.ignorePrgChange, 1);
     EXPECT_EQ(switches.ccMapRecallIsolate, 0);
     EXPECT_EQ(integer("firstuse"), 1);
@@ -319,37 +337,6 @@ TEST_F(SettingsStartup, FirstStartWithoutContentPathUsesTheDataFolder) {
     EXPECT_EQ(value("contentpath"), "<absent>");
 }
 
-// The first start sets some 35 values; each rewrite costs an fsync and a rename, so the
-// whole step must reach the disk as one replacement of the file.
-TEST_F(SettingsStartup, FirstStartWritesTheFileOnce) {
-    const std::string folder = temp.folder("Maple Forge/Cadenzoid");
-    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    ASSERT_GE(watch, 0);
-    ASSERT_GE(::inotify_add_watch(watch, folder.c_str(), IN_MOVED_TO | IN_CLOSE_WRITE), 0);
-    start();
-    int replacements = 0, writes = 0;
-    alignas(inotify_event) char buffer[16384];
-    for (;;) {
-        const ssize_t got = ::read(watch, buffer, sizeof buffer);
-        if (got <= 0)
-            break;
-        for (ssize_t p = 0; p < got;) {
-            const auto* event = reinterpret_cast<const inotify_event*>(buffer + p);
-            if ((event->mask & IN_MOVED_TO) && event->len &&
-                std::strcmp(event->name, "settings") == 0)
-                ++replacements;
-            if (event->mask & IN_CLOSE_WRITE)
-                ++writes;
-            p += ssize_t(sizeof(inotify_event) + event->len);
-        }
-    }
-    ::close(watch);
-    EXPECT_EQ(replacements, 1);
-    EXPECT_EQ(writes, 1);
-    EXPECT_EQ(value("presetpath0"), "/data/Maple Forge/Cadenzoid/Presets/");
-    EXPECT_EQ(integer("CC Map Recall isolate"), 0);
-}
-
 TEST_F(SettingsStartup, ContentPathGivesTheRootAndASecondStartChangesNothing) {
     set("contentpath", "/opt/content"); // without a trailing separator: one is added
     start();
@@ -364,11 +351,8 @@ TEST_F(SettingsStartup, ContentPathGivesTheRootAndASecondStartChangesNothing) {
 
 TEST_F(SettingsStartup, SwitchesAreReadAndNormalisedAndAnUnusableStoreLeavesTheDefaults) {
     start();
-    MFSettingsStore store(temp.base());
-    store.open(product);
-    store.setInteger("ignorePrgChange", 0);
-    store.setInteger("CC Map Recall isolate", 5);
-    store.close();
+    store()->setInteger("ignorePrgChange", 0);
+    store()->setInteger("CC Map Recall isolate", 5);
     auto switches = start();
     EXPECT_EQ(switches.ignorePrgChange, 0);
     EXPECT_EQ(switches.ccMapRecallIsolate, 1);
@@ -384,11 +368,8 @@ TEST_F(SettingsStartup, SwitchesAreReadAndNormalisedAndAnUnusableStoreLeavesTheD
 
 TEST_F(SettingsStartup, OldPresetPathIsCopiedOnceAndThenStays) {
     // A store from before numbered paths: first use already done, only "presetpath".
-    MFSettingsStore store(temp.base());
-    store.open(product);
-    store.setInteger("firstuse", 1);
-    store.setString("presetpath", "/old/Presets/");
-    store.close();
+    store()->setInteger("firstuse", 1);
+    set("presetpath", "/old/Presets/");
     start();
     EXPECT_EQ(value("presetpath0"), "/old/Presets/");
     set("presetpath", "/newer/");

@@ -4,7 +4,6 @@
 // test writes its screenshots as PNG files into the build tree.
 
 #include "HostedEditor.h"
-#include "tests/support/ScopedEnv.h"
 
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
@@ -248,11 +247,7 @@ TEST_F(EditorThroughHost, F2MutatesParametersFromTheHostAndFromTheWindow) {
     one.idleTimes(1);
     EXPECT_NE(one.parameters(), values) << "F2 through effEditKeyDown changed nothing";
 
-    // Keys the editor has no use for stay with the host.
-    EXPECT_EQ(one.editor.keyDown(0, 40, 0), 0);
-    EXPECT_EQ(one.editor.keyDown('a', 0, 0), 0);
-
-    // F2 typed into the window itself.
+    // F2 typed into the window itself: the editor must take the keyboard's focus.
     Display* d = one.editor.display();
     xtest::moveTo(d, 200, 200);
     one.idleTimes(2);
@@ -340,29 +335,6 @@ TEST_F(EditorThroughHost, TwoInstancesEachHaveTheirWindow) {
     EXPECT_GT(two.host.getParameter(globalWet), twoMiddle + 0.05f);
     expectShowsAnEditor(two.screenshot("editor-second-after-first-closed"));
     two.stop();
-}
-
-TEST(EditorWithoutDisplay, OpenFailsCleanlyAndAudioGoesOn) {
-    const ScopedEnv noDisplay("DISPLAY", nullptr);
-    {
-        PluginHost host;
-        ASSERT_TRUE(host.load(EDITOR_PLUGIN_PATH)) << host.lastError();
-        host.start(48000.0f, 512);
-        PluginEditorHost editor(host);
-        EXPECT_FALSE(editor.connect());
-        AudioThread audio(host);
-        // A host without X may still hand over some id.
-        EXPECT_EQ(editor.openEditorIn(0x400001), 0);
-        for (int i = 0; i < 5; ++i)
-            editor.idle();
-        EXPECT_EQ(editor.keyDown(0, 40, 0), 0);
-        editor.closeEditor();
-        const int64_t blocks = audio.blocks();
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        EXPECT_GT(audio.blocks(), blocks) << "audio stopped";
-        EXPECT_TRUE(audio.finite());
-        EXPECT_GT(audio.peak(), 0.01f) << "the plug-in went silent";
-    }
 }
 
 } // namespace
